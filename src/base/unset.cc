@@ -1,0 +1,7 @@
+#include <kelmime/unset.h>
+
+namespace kel {
+
+std::string const unset_string = "\xEF\xBF\xBF";
+
+}  // namespace kel
