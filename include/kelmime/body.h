@@ -1,0 +1,317 @@
+// The message tree: one body part, with its headers, its bytes, its children and everything that was wrong with it.
+//
+// A whole message is the root. A multipart owns its body parts, a message/rfc822 part owns the enclosed message as its
+// only child. Reading is lazy: building a part parses its header block; the first question about decoded bytes or
+// children runs `decode_body`, which unfolds the tree by one level. No message is ever refused: what deviates from the
+// standards becomes a record in `errors()`, and reading goes on.
+//
+//    std::vector<char> bytes = ...;
+//    auto message = kel::create_body_part(bytes, /*decode*/ false);
+//    message->get_header("from.address", "");
+//    for (std::size_t i = 0; i < message->num_subparts(); ++i)
+//      message->subpart(i).mime_type();
+//
+// Text is UTF-8 with bare line feeds throughout; CR LF is converted before a message comes here.
+//
+// Ownership and lifetimes. A part owns its children by value; they stay at their addresses while siblings come and go.
+// The message bytes have a shared owner, held by every part that looks into them: a root built from a vector keeps it,
+// children of decoded bodies keep the decoded bytes, copies keep both. Only for `parse_body` must the caller keep the
+// bytes alive as long as any part or copy of the tree. Views handed out (`raw_body`, `decoded_body`, ...) live until the
+// part is destroyed or one of its headers is set.
+//
+// A tree is used by one thread at a time, since even reading unfolds it. Different trees may be used by different
+// threads.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include <kelmime/export.h>
+#include <kelmime/mime_errors_handler.h>
+#include <kelmime/unset.h>
+
+namespace kel {
+
+class body_part_t;
+class message_bytes_t;
+struct tree_budget_t;
+
+// --- Building a tree -------------------------------------------------------------------------------- body.cc
+
+// A new root over bytes that the caller keeps alive.
+KELMIME_EXPORT std::shared_ptr<body_part_t> parse_body(char const* begin, char const* end);
+
+// A new root that takes the bytes out of `data`, which is left empty. A message without any date gets the current time
+// as "#date-received".
+KELMIME_EXPORT std::shared_ptr<body_part_t> copy_body_part(std::vector<char>& data);
+
+// The same; with `decode` the tree is unfolded and its text bodies are decoded ahead of display.
+KELMIME_EXPORT std::shared_ptr<body_part_t> create_body_part(std::vector<char>& data, bool decode);
+
+// The same for bytes that hold a header block alone.
+KELMIME_EXPORT std::shared_ptr<body_part_t> create_body_part_from_headers(std::vector<char>& data);
+
+// Unfolds what is shown inline and decodes its text, recursively: inline text parts, and multipart and message parts
+// whatever their disposition. HTML goes through the hooks of `html_rendering_t`.
+KELMIME_EXPORT void decode_text_bodies(body_part_t& part);
+
+// The child of a multipart to show when nobody chose one; the child count means "all of them". RFC 2046 section 5.1.4
+// for "alternative" (the last one that can be displayed), RFC 2387 for "related" (the root, which is child 0).
+KELMIME_EXPORT std::size_t default_preferred_subpart(body_part_t& part, mime_errors_handler_t& errors);
+
+// What the application does with HTML while text bodies are decoded. Both may be empty. Set before threads start.
+struct html_rendering_t {
+  std::function<std::string(body_part_t& html)> canonicalize;
+  std::function<void(body_part_t& html, body_part_t& plain)> compare;
+};
+KELMIME_EXPORT void set_html_rendering(html_rendering_t rendering);
+
+using environment_value_t = std::variant<std::string, long, bool>;
+
+class KELMIME_EXPORT body_part_t {
+ public:
+  using headers_t = std::multimap<std::string, std::string>;
+
+  static constexpr std::size_t no_preference = static_cast<std::size_t>(-1);
+
+  // Copying copies the subtree and shares the bytes. Parents are copied as they stand: the children inside a copy still
+  // name the parts they were copied from. Whoever detaches a copy calls `set_parents` on it.
+  body_part_t() = default;
+
+  // Forgets what was parsed: bytes, headers, children's place in the tree.
+  void init();
+
+  // Parses one part: its header block and, for a multipart, the preamble. The bytes stay with the caller.
+  void init(char const* begin, char const* end);
+
+  // The same for bytes that the part takes over; `data` is left empty.
+  void init(std::vector<char>& data);
+
+  // --- Headers: values and questions ------------------------------------------------------------- body.cc
+
+  // The value under a field path ("subject", "from.address", "content-type.parameter.split.charset"), or `fallback`
+  // when there is none. More than one value is a deviation: the first one is returned and a record made, at each read.
+  std::string get_header(std::string const& path, std::string const& fallback);
+  std::string get_header(std::vector<std::string> const& path, std::string const& fallback);
+
+  // The same with ASCII letters lower-cased; `unset_string` stays itself.
+  std::string get_header_lowercased(std::string const& path, std::string const& fallback);
+
+  // Appends all values under the path, in message order within one header name. Answers whether there was any. A first
+  // component that ends in "#lc" asks for the lower-cased values of that header.
+  bool get_header_bodies(std::vector<std::string> const& path, std::vector<std::string>& out);
+
+  bool exists_header(std::string const& name) const;
+
+  // Replaces all values of a header. Names are lower-case. `unset_string` or an empty value removes it (except "#flags",
+  // "#imap-keywords" and "##tags", which are kept when empty). A part that was not unfolded is unfolded first; then its
+  // raw bytes are dropped, unless the name begins with "#" or "resent-", since they no longer describe the part.
+  void set_header(std::string const& name, std::string const& value);
+
+  // Adds one more value without touching the others or the change state.
+  void add_header(std::string const& name, std::string const& value);
+
+  // All stored headers, virtual ones ("#...") included: names sorted, the values of one name in message order.
+  headers_t const& headers() const { return _headers; }
+
+  // The value as an unsigned decimal; `fallback` without a header; 0 for an empty value. Any other byte than a digit
+  // is the caller's mistake and aborts: never use it on a value that came with a message.
+  int get_integer(std::string const& path, int fallback);
+
+  // The addresses that this message was delivered to, in message order: x-original-to, x-delivered-to, delivered-to and
+  // envelope-to as they stand, and those of "received" that are among `own_addresses`.
+  std::vector<std::string> get_delivery_headers(std::set<std::string> const& own_addresses);
+
+  bool is_resent() const;
+
+  // Where the leading run of lines that begin with "Resent-" ends in the raw header block. A continuation line ends it.
+  char const* resent_end() const;
+
+  // Appends the recipients of the newest resending (RFC 5322 section 3.6.6): to, cc, bcc.
+  void get_resent_recipients(std::vector<std::string>& out);
+
+  std::string type();       // "text" without a readable content type, lower-cased like all below
+  std::string mime_type();  // "text/plain" without one
+  bool is_multi_part();
+  bool is_text();
+  bool is_message();
+  bool is_html();
+  bool is_plain();
+  bool is_format_flowed();
+  bool is_format_fixed();
+
+  // Whether showing this part shows HTML: text/html itself, an alternative that offers it, or a related group whose
+  // root uses it.
+  bool uses_html_header();
+
+  // The file name that the sender gave, without any folder; empty when there is none. "." and ".." count as none.
+  std::string get_filename();
+
+  // A name to save under: the file name, else the description, else "Attachment", with an extension by MIME type.
+  std::string get_suggested_filename();
+  std::string get_description();
+
+  // The charset that the header bytes hint at, else the parent's guess; found once and kept.
+  std::string get_guessed_charset();
+
+  // --- Unfolding: children and decoded bytes ---------------------------------------------- body_parser.cc
+
+  // Undoes transfer encoding, charset and flowing, and creates the children, once. A part without bytes aborts.
+  void decode_body();
+
+  std::size_t num_subparts();
+  bool has_subparts(bool decode);
+
+  // The i-th child; an index past the end aborts.
+  body_part_t& subpart(std::size_t index);
+
+  // The decoded body: UTF-8 text for text parts that are no attachments, bytes otherwise. When decoding changed
+  // nothing, these are the raw bytes themselves.
+  char const* decoded_begin();
+  char const* decoded_end();
+  std::string_view decoded_body();
+
+  // --- The tree: identity and neighbours --------------------------------------------------------- body.cc
+
+  body_part_t* parent() const { return _parent; }
+  void set_parent(body_part_t* parent) { _parent = parent; }
+
+  // Makes the parents of the whole subtree name the parts of this subtree: for a copy that is used on its own.
+  void set_parents();
+
+  std::string get_signature_range() const;  // the root's
+  std::string get_html_signature() const;   // the root's
+  void set_signature_range(std::string const& text) { _signature_range = text; }
+  void set_html_signature(std::string const& html) { _html_signature = html; }
+
+  bool has_id() const { return _unique_id != -1; }
+  int get_id() const;  // aborts without an id
+  void set_id(int id) { _unique_id = id; }
+
+  // The chosen child, else the default one; the child count means that all are shown.
+  std::size_t get_preferred_subpart();
+  void set_preferred_subpart(std::size_t index);
+
+  // The text/plain alternative that says the same as this text/html part: the nearest one before it among the children
+  // of a multipart/alternative. Null when there is none.
+  body_part_t* equivalent_plain_text_alternative();
+
+  std::string markup();  // "content-type.parameter.split.markup", lower-cased
+  void canonicalize_html();
+  std::string const& get_canonicalized_text() const { return _canonicalized_text; }
+
+  // Whether the part was found signed or encrypted: true once verification or decryption has stored its outcome.
+  bool has_security_status() const;
+
+  bool is_headers_only() const { return _is_headers_only; }
+  void set_is_headers_only(bool value) { _is_headers_only = value; }
+  bool has_changed() const { return _has_changed; }
+  bool did_update_header(std::string const& name) const { return _updated_headers.contains(name); }
+  std::set<std::string> const& get_updated_headers() const { return _updated_headers; }
+  std::map<int, body_part_t>& get_deleted_subparts() { return _deleted_subparts; }
+  std::string const& get_selected_string() const { return _selected_string; }
+  void set_selected_string(std::string const& text) { _selected_string = text; }
+  std::map<std::string, environment_value_t> const& get_environment_variables() const { return _environment_variables; }
+  void set_environment_variables(std::map<std::string, environment_value_t> const& values) {
+    _environment_variables = values;
+  }
+
+  // --- The raw bytes ------------------------------------------------------------------------------ body.cc
+
+  // The part as it stands in the message: header block (with its empty line), body, and both. Empty once a header
+  // was set.
+  std::string_view raw_headers() const;
+  std::string_view raw_body() const;
+  std::string_view raw_data() const;
+
+  // The bytes of a root that was built from a vector; null for every other part.
+  std::shared_ptr<std::vector<char>> get_original_data() const { return _original_data; }
+
+  void print_raw_data(std::FILE* file) const;
+
+  // --- Looking inside: errors, sizes, dumps --------------------------------------- body_inspection.cc
+
+  // The part's own records; `num_errors` and `get_errors` unfold and visit the subtree.
+  mime_errors_handler_t& errors() { return _errors; }
+  std::size_t num_root_errors() const;
+  std::size_t num_errors();
+
+  // Appends the records of the subtree. The last record of each part carries the pairs of `extra`, whose "message" tells
+  // the part: ".2.1" is the first child of the second child, and the root's own records have none.
+  void get_errors(mime_error_t const& extra, std::vector<mime_error_t>& out);
+  void dump_errors();
+
+  // Bytes held: the original data and the decoded bodies of the subtree.
+  std::size_t space_usage();
+
+  // Writes the subtree to standard error for debugging, at most 1000 bytes of each body, control bytes escaped.
+  void dump(bool verbose, std::size_t indent);
+
+ private:
+  void init_child(body_part_t& parent, std::shared_ptr<message_bytes_t> const& bytes, char const* begin,
+                  char const* end);
+  void parse_block(char const* begin, char const* end);
+  void read_preamble(char const* end);
+  void check_mime_version();
+  std::vector<std::string> stored_values(std::string const& name) const;
+  void drop_raw_bytes();
+
+  bool may_unfold();
+  void decode_leaf_text(std::string const& subtype, std::string charset);
+  void unfold_message();
+  void unfold_multipart(std::string const& subtype, std::string const& charset);
+  void adopt_ranges(std::string const& subtype, std::vector<struct range_t> const& ranges);
+  void adopt_as_plain_text(std::string const& charset);
+  body_part_t* append_child(std::shared_ptr<message_bytes_t> const& bytes, char const* begin, char const* end);
+  std::shared_ptr<message_bytes_t> body_bytes();
+  void store_decoded(std::vector<char>&& bytes);
+
+  void dump_headers(std::size_t indent) const;
+
+  // Written by parsing (body.cc).
+  headers_t _headers;
+  std::shared_ptr<message_bytes_t> _bytes;           // owner of what the three pointers look into
+  std::shared_ptr<std::vector<char>> _original_data;  // the same bytes, at a root built from a vector
+  std::shared_ptr<tree_budget_t> _budget;             // what the whole tree may still cost
+  char const* _raw_begin = nullptr;
+  char const* _body_begin = nullptr;
+  char const* _raw_end = nullptr;
+  std::string _description;
+  mime_errors_handler_t _errors;
+  std::size_t _level = 0;
+  bool _is_headers_only = false;
+  std::string _guessed_charset = unset_string;
+
+  // Written by unfolding (body_parser.cc). No decoded bytes: the raw body is the decoded one.
+  std::shared_ptr<std::vector<char> const> _decoded_body;
+  bool _is_decoded = false;
+  std::list<body_part_t> _subparts;
+  body_part_t* _parent = nullptr;
+
+  // Written by editing.
+  std::set<std::string> _updated_headers;
+  std::map<int, body_part_t> _deleted_subparts;
+  bool _has_changed = false;
+  bool _to_be_signed = false;
+
+  // Given by the application.
+  int _unique_id = -1;
+  std::size_t _preferred_subpart = no_preference;
+  std::string _selected_string = unset_string;
+  std::string _signature_range = unset_string;
+  std::string _html_signature = unset_string;
+  std::string _canonicalized_text = unset_string;
+  std::map<std::string, std::string> _related_parts;
+  std::map<std::string, environment_value_t> _environment_variables;
+};
+
+}  // namespace kel
