@@ -1,0 +1,34 @@
+// Values of a single header body by field path, and the place of a header in raw text.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <kelmime/export.h>
+#include <kelmime/field_path.h>
+#include <kelmime/header_string.h>
+
+namespace kel::header_parser {
+
+// The value that a path has in one header body, or `unset_string`. A path that the registry does not know gives the body.
+//
+//    header_parser::parse_from_header("from.address", "Ann <ann@example.org>");    // "ann@example.org"
+KELMIME_EXPORT std::string parse_from_header(std::string_view field_string, header_string_t const& body);
+KELMIME_EXPORT std::string parse_from_header(std::string_view field_string, std::string const& body);
+KELMIME_EXPORT std::string parse_from_header(std::string_view field_string, char const* body);
+KELMIME_EXPORT std::string parse_from_header(field_path_t const& path, header_string_t const& body);
+
+// All values, in order; an empty list when there is none.
+KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view field_string, header_string_t const& body);
+KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view field_string, std::string const& body);
+KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view field_string, char const* body);
+
+// Where `name` first occurs in a raw header block, and the end of the last line of that header, continuation lines and line
+// feed included. Both are `last` when it does not occur. The search is deliberately not anchored at line starts and
+// compares bytes as they are.
+KELMIME_EXPORT std::pair<char const*, char const*> locate_header(std::string_view name, char const* first,
+                                                                 char const* last);
+
+}  // namespace kel::header_parser
