@@ -1,0 +1,32 @@
+// UTF-8 as RFC 3629 defines it: no overlong forms, no surrogates, nothing above U+10FFFF.
+#pragma once
+
+#include <kelmime/bytes.h>
+
+namespace kel::utf8 {
+
+// The first byte of [first, last) that is not ASCII, or `last`.
+char const* skip_ascii(char const* first, char const* last);
+
+// Looks for the end of what is well-formed.
+class validate_t {
+ public:
+  // Returns `last`, or the first byte of the first sequence that is not well-formed.
+  char const* scan(char const* first, char const* last);
+
+  // Whether the last scan stopped at a sequence that is cut off by the end of the text and right as far as it goes.
+  bool is_incomplete() const { return _is_incomplete; }
+
+ private:
+  bool _is_incomplete = false;
+};
+
+// Whether a whole text is well-formed.
+bool is_valid(char const* first, char const* last);
+
+template <byte_iterator In>
+bool is_valid(In first, In last) {
+  return is_valid(pointer_to(first), pointer_to(last));
+}
+
+}  // namespace kel::utf8
