@@ -35,6 +35,7 @@
 #include <variant>
 #include <vector>
 
+#include <kelmime/bytes.h>
 #include <kelmime/export.h>
 #include <kelmime/mime_errors_handler.h>
 #include <kelmime/unset.h>
@@ -171,8 +172,9 @@ class KELMIME_EXPORT body_part_t {
   std::size_t num_subparts();
   bool has_subparts(bool decode);
 
-  // The i-th child; an index past the end aborts.
+  // The i-th child; an index past the end aborts. To visit all of them, walk `subparts()`.
   body_part_t& subpart(std::size_t index);
+  std::list<body_part_t>& subparts();
 
   // The decoded body: UTF-8 text for text parts that are no attachments, bytes otherwise. When decoding changed
   // nothing, these are the raw bytes themselves.
@@ -240,7 +242,8 @@ class KELMIME_EXPORT body_part_t {
 
   // --- Looking inside: errors, sizes, dumps --------------------------------------- body_inspection.cc
 
-  // The part's own records; `num_errors` and `get_errors` unfold and visit the subtree.
+  // The part's own records; `num_errors` and `get_errors` unfold and visit the subtree, `dump_errors` writes what is
+  // there to standard error.
   mime_errors_handler_t& errors() { return _errors; }
   std::size_t num_root_errors() const;
   std::size_t num_errors();
@@ -253,8 +256,9 @@ class KELMIME_EXPORT body_part_t {
   // Bytes held: the original data and the decoded bodies of the subtree.
   std::size_t space_usage();
 
-  // Writes the subtree to standard error for debugging, at most 1000 bytes of each body, control bytes escaped.
-  void dump(bool verbose, std::size_t indent);
+  // Writes the subtree to standard error for debugging, at most 1000 bytes of each body, control bytes escaped. Without
+  // `decode` it shows what is unfolded so far and changes nothing.
+  void dump(bool decode, std::size_t indent);
 
  private:
   void init_child(body_part_t& parent, std::shared_ptr<message_bytes_t> const& bytes, char const* begin,
@@ -264,16 +268,20 @@ class KELMIME_EXPORT body_part_t {
   void check_mime_version();
   std::vector<std::string> stored_values(std::string const& name) const;
   void drop_raw_bytes();
+  body_part_t const& root() const;
 
+  void decode_leaf_text(std::string const& subtype, std::string charset, std::vector<char>& decoded);
+  bool store_decoded(std::vector<char>&& bytes);
+  void report_spent();
   bool may_unfold();
-  void decode_leaf_text(std::string const& subtype, std::string charset);
   void unfold_message();
   void unfold_multipart(std::string const& subtype, std::string const& charset);
-  void adopt_ranges(std::string const& subtype, std::vector<struct range_t> const& ranges);
-  void adopt_as_plain_text(std::string const& charset);
+  void keep_text(std::string const& name, range_t text);
+  void adopt_ranges(bool is_signed, std::vector<range_t> const& ranges, std::shared_ptr<message_bytes_t> const& bytes);
+  void adopt_as_plain_text(range_t body, std::vector<range_t> const& ranges, std::string const& charset);
   body_part_t* append_child(std::shared_ptr<message_bytes_t> const& bytes, char const* begin, char const* end);
-  std::shared_ptr<message_bytes_t> body_bytes();
-  void store_decoded(std::vector<char>&& bytes);
+  std::shared_ptr<message_bytes_t> decoded_bytes() const;
+  std::string_view decoded_view() const;
 
   void dump_headers(std::size_t indent) const;
 

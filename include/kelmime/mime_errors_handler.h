@@ -97,6 +97,7 @@ KELMIME_EXPORT void report(mime_errors_handler_t* errors, std::string_view descr
 KELMIME_EXPORT void report(mime_errors_handler_t* errors, std::string_view description, std::string_view context);
 
 // The same for harmless deviations: "priority" is "low".
+KELMIME_EXPORT void report_low(mime_errors_handler_t* errors, std::string_view description);
 KELMIME_EXPORT void report_low(mime_errors_handler_t* errors, std::string_view description, std::string_view context);
 
 }  // namespace kel

@@ -114,6 +114,11 @@ void report(mime_errors_handler_t* errors, std::string_view description, std::st
     errors->push_back("description", description, "context", context, "", "");
 }
 
+void report_low(mime_errors_handler_t* errors, std::string_view description) {
+  if (errors)
+    errors->push_back("description", description, "priority", "low", "", "");
+}
+
 void report_low(mime_errors_handler_t* errors, std::string_view description, std::string_view context) {
   if (errors)
     errors->push_back("description", description, "context", context, "priority", "low");

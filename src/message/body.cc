@@ -1,0 +1,460 @@
+// Building parts from bytes, and what their headers say.
+#include <kelmime/body.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+
+#include <kel/ascii.h>
+#include <kel/path.h>
+#include <kel/text.h>
+#include <kel/timer.h>
+#include <base/fatal.h>
+#include <kelmime/body_parser.h>
+#include <kelmime/charset.h>
+#include <kelmime/cleanup_header_body.h>
+#include <kelmime/field_path.h>
+#include <kelmime/header_parser.h>
+#include <kelmime/header_parsers.h>
+#include <kelmime/headers.h>
+#include <kelmime/mime.h>
+#include <message/message_bytes.h>
+#include <message/tree_budget.h>
+
+namespace kel {
+
+namespace {
+
+bool is_virtual(std::string_view name) {
+  return name.starts_with('#');
+}
+
+// Headers that the application keeps even when they hold nothing.
+bool is_kept_when_empty(std::string_view name) {
+  return name == "#flags" || name == "#imap-keywords" || name == "##tags";
+}
+
+// Markers that the application puts on a part without changing it.
+bool is_marker(std::string_view name) {
+  return name == "#root-body-part" || name == "#parse-error";
+}
+
+std::string current_utc_time() {
+  std::time_t const now = std::time(nullptr);
+  std::tm fields{};
+  gmtime_r(&now, &fields);
+  char text[sizeof "-2147481748-12-31 23:59:60"];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
+  return text;
+}
+
+struct mime_version_t {
+  int major = -1;
+  int minor = -1;
+};
+
+// Reads "1.0"; what cannot be read stays -1.
+mime_version_t parse_mime_version(std::string const& text) {
+  mime_version_t version;
+  char const* const end = text.data() + text.size();
+  char const* cursor = std::find_if_not(text.data(), end, ascii::is_space);
+  auto const [after_major, problem] = std::from_chars(cursor, end, version.major);
+  if (problem == std::errc() && after_major != end && *after_major == '.')
+    std::from_chars(after_major + 1, end, version.minor);
+  return version;
+}
+
+// The last component of a path, for the separators of all systems that send mail: a backslash separates only where the
+// name is clearly a Windows path, since elsewhere it may belong to the name.
+std::string last_path_component(std::string const& name) {
+  bool const has_drive = name.size() > 2 && ascii::is_alpha(name[0]) && name[1] == ':' && name[2] == '\\';
+  if (has_drive || name.starts_with("\\\\"))
+    return path::name(name.substr(name.rfind('\\') + 1));
+  return path::name(name);
+}
+
+std::string usable_name(std::string const& name) {
+  std::string const last = last_path_component(name);
+  return last == "." || last == ".." ? std::string() : last;
+}
+
+}  // namespace
+
+std::shared_ptr<body_part_t> parse_body(char const* begin, char const* end) {
+  auto part = std::make_shared<body_part_t>();
+  part->init(begin, end);
+  return part;
+}
+
+std::shared_ptr<body_part_t> copy_body_part(std::vector<char>& data) {
+  auto part = std::make_shared<body_part_t>();
+  part->init(data);
+  return part;
+}
+
+std::shared_ptr<body_part_t> create_body_part(std::vector<char>& data, bool decode) {
+  timer_t const timer(decode ? "create_body_part and decode" : "create_body_part");
+  auto part = copy_body_part(data);
+  if (decode)
+    decode_text_bodies(*part);
+  return part;
+}
+
+std::shared_ptr<body_part_t> create_body_part_from_headers(std::vector<char>& data) {
+  auto part = copy_body_part(data);
+  part->set_is_headers_only(true);
+  return part;
+}
+
+// --- Parsing -----------------------------------------------------------------------------------------------------
+
+void body_part_t::init() {
+  _bytes.reset();
+  _budget.reset();
+  _raw_begin = _body_begin = _raw_end = nullptr;
+  _level = 0;
+  _decoded_body.reset();
+  _is_decoded = false;
+  _parent = nullptr;
+  _headers.clear();
+  _unique_id = -1;
+  _is_headers_only = false;
+  _has_changed = false;
+  _preferred_subpart = no_preference;
+  _selected_string = unset_string;
+}
+
+void body_part_t::init(char const* begin, char const* end) {
+  init();
+  _bytes = std::make_shared<message_bytes_t>(begin, end);
+  _budget = std::make_shared<tree_budget_t>(static_cast<std::size_t>(end - begin));
+  parse_block(begin, end);
+}
+
+void body_part_t::init(std::vector<char>& data) {
+  init();
+  _original_data = std::make_shared<std::vector<char>>();
+  _original_data->swap(data);
+  _bytes = std::make_shared<message_bytes_t>(_original_data);
+  _budget = std::make_shared<tree_budget_t>(_original_data->size());
+  parse_block(_original_data->data(), _original_data->data() + _original_data->size());
+  if (!exists_header("#date-received"))
+    add_header("#date-received", current_utc_time());
+}
+
+void body_part_t::init_child(body_part_t& parent, std::shared_ptr<message_bytes_t> const& bytes, char const* begin,
+                             char const* end) {
+  init();
+  _bytes = bytes;
+  _budget = parent._budget;
+  _level = parent._level + 1;
+  parse_block(begin, end);
+  _parent = &parent;
+}
+
+void body_part_t::parse_block(char const* begin, char const* end) {
+  _guessed_charset = unset_string;
+  _raw_begin = begin;
+  std::string guess = unset_string;
+  auto const guess_once = [&] {
+    if (guess == unset_string)
+      guess = guess_charset(begin, end);
+    return guess;
+  };
+  _body_begin = parse_headers(begin, end, _headers, _errors, "", guess_once);
+  read_preamble(end);
+  _raw_end = end;
+  check_mime_version();
+  if (auto const found = _headers.find("content-description"); found != _headers.end())
+    _description = found->second;
+}
+
+void body_part_t::read_preamble(char const* end) {
+  if (!is_multi_part())
+    return;
+  std::string const boundary = get_header("content-type.parameter.split.boundary", "");
+  std::string const preamble = parse_preamble(_body_begin, end, boundary);
+  if (preamble != unset_string)
+    add_header("#mime-preamble", preamble);
+}
+
+void body_part_t::check_mime_version() {
+  auto const found = _headers.find("mime-version");
+  if (found == _headers.end())
+    return;
+  auto const [major, minor] = parse_mime_version(strip_comments(found->second));
+  if (major != 1 || minor != 0)
+    report(&_errors, "Unknown MIME version. Trying to handle it as version 1.0\n",
+           std::to_string(major) + "." + std::to_string(minor));
+}
+
+// --- Headers -----------------------------------------------------------------------------------------------------
+
+std::string body_part_t::get_header(std::string const& path, std::string const& fallback) {
+  return get_header(string_to_field_path(path), fallback);
+}
+
+std::string body_part_t::get_header(std::vector<std::string> const& path, std::string const& fallback) {
+  std::vector<std::string> values;
+  if (!get_header_bodies(path, values))
+    return fallback;
+  if (values.size() > 1) {
+    _errors.push_back("header", to_s(path), "description", "Multiple values found for header part expected to be unique",
+                      "context", text::join(values, ", "));
+  }
+  return values.front();
+}
+
+std::string body_part_t::get_header_lowercased(std::string const& path, std::string const& fallback) {
+  std::string value = get_header(path, fallback);
+  if (value != unset_string)
+    text::lowercase_in_place(value);
+  return value;
+}
+
+bool body_part_t::get_header_bodies(std::vector<std::string> const& path, std::vector<std::string>& out) {
+  if (path.empty())
+    return false;
+  auto values = field_parsers_init::parse_bodies_with_field_path(path, stored_values(path.front()));
+  std::move(values.begin(), values.end(), std::back_inserter(out));
+  return !values.empty();
+}
+
+std::vector<std::string> body_part_t::stored_values(std::string const& name) const {
+  std::vector<std::string> values;
+  for (auto [header, last] = _headers.equal_range(name); header != last; ++header)
+    values.push_back(header->second);
+  constexpr std::string_view lower_case_suffix = "#lc";
+  if (values.empty() && name.size() > lower_case_suffix.size() && name.ends_with(lower_case_suffix)) {
+    values = stored_values(name.substr(0, name.size() - lower_case_suffix.size()));
+    for (std::string& value : values)
+      text::lowercase_in_place(value);
+  }
+  return values;
+}
+
+bool body_part_t::exists_header(std::string const& name) const {
+  return _headers.contains(name);
+}
+
+void body_part_t::set_header(std::string const& name, std::string const& value) {
+  bool const describes_bytes = !is_virtual(name) && !name.starts_with("resent-");
+  if (describes_bytes)
+    drop_raw_bytes();
+  _headers.erase(name);
+  if (value != unset_string && (!value.empty() || is_kept_when_empty(name)))
+    _headers.emplace(name, value);
+  if (name != "##tags")
+    _updated_headers.insert(name);
+  if (!is_marker(name))
+    _has_changed = true;
+}
+
+// The decoded side of the part must survive: children are unfolded now, and a leaf whose raw body was its decoded body
+// gets a copy of it.
+void body_part_t::drop_raw_bytes() {
+  if (!_raw_begin)
+    return;
+  decode_body();
+  if (!_decoded_body && _subparts.empty())
+    store_decoded({ _body_begin, _raw_end });
+  _raw_begin = _body_begin = _raw_end = nullptr;
+}
+
+void body_part_t::add_header(std::string const& name, std::string const& value) {
+  _headers.emplace(name, value);
+}
+
+int body_part_t::get_integer(std::string const& path, int fallback) {
+  std::string const value = get_header(path, unset_string);
+  if (value == unset_string)
+    return fallback;
+  int number = 0;
+  for (char const c : value) {
+    if (!ascii::is_digit(c))
+      fatal("Misuse of integer methods (%s: %s).\n", path.c_str(), printable(value).c_str());
+    number = static_cast<int>(10u * static_cast<unsigned>(number) + static_cast<unsigned>(c - '0'));
+  }
+  return number;
+}
+
+std::vector<std::string> body_part_t::get_delivery_headers(std::set<std::string> const& own_addresses) {
+  static std::set<std::string, std::less<>> const delivery_names = { "x-original-to", "x-delivered-to", "delivered-to",
+                                                                     "envelope-to" };
+  std::vector<header_pair_t> pairs;
+  mime_errors_handler_t known_errors;  // parsing the whole part has recorded them already
+  parse_headers(_raw_begin, _body_begin, pairs, known_errors, "", [this] { return get_guessed_charset(); });
+  std::vector<std::string> addresses;
+  for (auto const& [name, value] : pairs) {
+    if (delivery_names.contains(name)) {
+      std::string const address = header_parser::parse_from_header("x-original-to.address", value);
+      if (address != unset_string)
+        addresses.push_back(address);
+    } else if (name == "received") {
+      std::string const address = header_parser::parse_from_header("received.for", value);
+      if (own_addresses.contains(address))
+        addresses.push_back(address);
+    }
+  }
+  return addresses;
+}
+
+bool body_part_t::is_resent() const {
+  return exists_header("resent-from");
+}
+
+char const* body_part_t::resent_end() const {
+  constexpr std::string_view prefix = "Resent-";
+  char const* line = _raw_begin;
+  while (std::string_view(line, _body_begin).starts_with(prefix)) {
+    char const* const feed = std::find(line, _body_begin, '\n');
+    line = feed == _body_begin ? feed : feed + 1;
+  }
+  return line;
+}
+
+void body_part_t::get_resent_recipients(std::vector<std::string>& out) {
+  headers_t block;
+  mime_errors_handler_t known_errors;
+  parse_headers(_raw_begin, resent_end(), block, known_errors, "", [this] { return get_guessed_charset(); });
+  for (std::string const name : { "resent-to", "resent-cc", "resent-bcc" }) {
+    for (auto [header, last] = block.equal_range(name); header != last; ++header) {
+      auto addresses = header_parser::parse_all_from_header(name + ".split", header->second);
+      std::move(addresses.begin(), addresses.end(), std::back_inserter(out));
+    }
+  }
+}
+
+// --- Content type and names --------------------------------------------------------------------------------------
+
+std::string body_part_t::type() {
+  return get_header_lowercased("content-type.type", "text");
+}
+
+std::string body_part_t::mime_type() {
+  return type() + "/" + get_header_lowercased("content-type.subtype", "plain");
+}
+
+bool body_part_t::is_multi_part() {
+  return type() == "multipart";
+}
+
+bool body_part_t::is_text() {
+  return type() == "text";
+}
+
+bool body_part_t::is_message() {
+  return type() == "message";
+}
+
+bool body_part_t::is_html() {
+  return mime_type() == "text/html";
+}
+
+bool body_part_t::is_plain() {
+  return mime_type() == "text/plain";
+}
+
+bool body_part_t::is_format_flowed() {
+  return get_header_lowercased("content-type.parameter.split.format", "") == "flowed";
+}
+
+bool body_part_t::is_format_fixed() {
+  return !is_format_flowed();
+}
+
+std::string body_part_t::get_filename() {
+  std::string const name = get_header("content-disposition.parameter.split.filename", unset_string);
+  return usable_name(name == unset_string ? get_header("content-type.parameter.split.name", "") : name);
+}
+
+std::string body_part_t::get_suggested_filename() {
+  std::string name = get_filename();
+  if (name.empty())
+    name = usable_name(get_header("content-description", ""));
+  if (name.empty())
+    name = "Attachment";
+  if (path::extension(name).empty()) {
+    std::string const extension = mime::extension_for_mime_type(mime_type());
+    if (!extension.empty())
+      name += "." + extension;
+  }
+  return name;
+}
+
+std::string body_part_t::get_description() {
+  if (!_description.empty())
+    return _description;
+  std::string const name = get_suggested_filename();
+  return get_header("content-description", name.empty() ? "No name" : name);
+}
+
+std::string body_part_t::get_guessed_charset() {
+  if (_guessed_charset == unset_string) {
+    _guessed_charset = guess_charset(_raw_begin, _body_begin);
+    if (_guessed_charset.empty() && _parent)
+      _guessed_charset = _parent->get_guessed_charset();
+  }
+  return _guessed_charset;
+}
+
+std::string body_part_t::markup() {
+  return get_header_lowercased("content-type.parameter.split.markup", "");
+}
+
+bool body_part_t::has_security_status() const {
+  return exists_header("##security-details");
+}
+
+// --- The tree ----------------------------------------------------------------------------------------------------
+
+void body_part_t::set_parents() {
+  for (body_part_t& child : _subparts) {
+    child._parent = this;
+    child.set_parents();
+  }
+}
+
+std::string body_part_t::get_signature_range() const {
+  return root()._signature_range;
+}
+
+std::string body_part_t::get_html_signature() const {
+  return root()._html_signature;
+}
+
+body_part_t const& body_part_t::root() const {
+  body_part_t const* part = this;
+  while (part->_parent)
+    part = part->_parent;
+  return *part;
+}
+
+int body_part_t::get_id() const {
+  if (!has_id())
+    stop("unique_id == -1\n");
+  return _unique_id;
+}
+
+// --- The raw bytes -----------------------------------------------------------------------------------------------
+
+std::string_view body_part_t::raw_headers() const {
+  return { _raw_begin, _body_begin };
+}
+
+std::string_view body_part_t::raw_body() const {
+  return { _body_begin, _raw_end };
+}
+
+std::string_view body_part_t::raw_data() const {
+  return { _raw_begin, _raw_end };
+}
+
+void body_part_t::print_raw_data(std::FILE* file) const {
+  std::string_view const data = raw_data();
+  std::fwrite(data.data(), 1, data.size(), file);
+}
+
+}  // namespace kel
