@@ -1,11 +1,14 @@
 // Values of a single header body by field path, and the place of a header in raw text.
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include <kelmime/bytes.h>
 #include <kelmime/export.h>
 #include <kelmime/field_path.h>
 #include <kelmime/header_string.h>
@@ -30,5 +33,18 @@ KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view f
 // compares bytes as they are.
 KELMIME_EXPORT std::pair<char const*, char const*> locate_header(std::string_view name, char const* first,
                                                                  char const* last);
+
+// Appends one unfolded header line, folded. A line shorter than `soft` bytes is copied; any other is broken between the
+// elements that the path "<name>.split" has in it, or else "#any-header.split", never inside one unless a line would
+// exceed `hard` bytes, and then only at blanks. Each continuation line begins with a blank, the one that stood there where
+// there was one, so that unfolding gives the line back.
+template <byte_inserter Out>
+KELMIME_EXPORT Out wrap(char const* first, char const* last, Out out, std::size_t soft, std::size_t hard);
+
+template <byte_iterator In, byte_inserter Out>
+  requires(!std::same_as<In, char const*>)
+Out wrap(In first, In last, Out out, std::size_t soft, std::size_t hard) {
+  return wrap(pointer_to(first), pointer_to(last), out, soft, hard);
+}
 
 }  // namespace kel::header_parser

@@ -74,11 +74,19 @@ class KELMIME_EXPORT field_parser_t {
   std::string parse_field(std::string const& value) const;
   std::string parse_field(char const* value) const { return parse_field(std::string(value)); }
 
+  // The ends of the elements that this parser finds in a value, as offsets in ascending order: where a line may be folded.
+  std::vector<std::size_t> element_ends(std::string_view value) const;
+
  private:
   struct pattern_t;
 
-  std::string capture_value(std::string_view text, std::size_t index) const;
-  bool for_each_value(std::string_view value, std::function<bool(std::string)> const& take) const;
+  // Hands each value to `take` until that returns false.
+  template <typename Take>
+  void extract(std::string_view value, Take take) const;
+  template <typename Take>
+  void extract_matches(std::string_view value, Take take) const;
+  std::string first_value(std::string_view value) const;
+  std::string captured(std::string_view text, std::size_t index) const;
 
   transform_char_function_t _transform_char_function;
   transform_function_t _transform_function;
