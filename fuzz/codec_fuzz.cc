@@ -1,0 +1,74 @@
+// Bytes to bytes: transfer encodings, charsets, flowed text. The first byte chooses the charset.
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+#include <kelmime/charset.h>
+#include <kelmime/decoding.h>
+#include <kelmime/encoding.h>
+#include <kelmime/format_flowed.h>
+#include <kelmime/hex.h>
+
+namespace {
+
+constexpr std::string_view charsets[] = { "",
+                                          "us-ascii",
+                                          "utf-8",
+                                          "iso-8859-1",
+                                          "windows-1252",
+                                          "koi8-r",
+                                          "iso-2022-jp",
+                                          "iso-2022-jp-1",
+                                          "iso-2022-jp-2",
+                                          "iso-2022-jp-3",
+                                          "iso-2022-jp-4",
+                                          "shift_jis",
+                                          "euc-jp",
+                                          "gb18030",
+                                          "big5",
+                                          "utf-16",
+                                          "utf-7",
+                                          "iso-2022-kr",
+                                          "unknown" };
+
+void decode_everything(std::string_view body, kel::mime_errors_handler_t& errors) {
+  for (auto const* encoding : { "quoted-printable", "base64", "x-uuencode" }) {
+    std::string decoded;
+    kel::mime_decode(body.begin(), body.end(), std::back_inserter(decoded), encoding, &errors, /*binary*/ true);
+  }
+  for (int options = 0; options < 8; ++options) {
+    std::string text;
+    kel::format_deflow(body.begin(), body.end(), std::back_inserter(text), options & 1, options & 2, options & 4);
+  }
+  std::string readable;
+  kel::hex_print(body.begin(), body.end(), std::back_inserter(readable));
+}
+
+void encode_and_decode(std::string_view body) {
+  for (auto const* encoding : { "quoted-printable", "base64" }) {
+    std::string encoded, decoded;
+    kel::encode(body.begin(), body.end(), std::back_inserter(encoded), encoding);
+    kel::mime_decode(encoded.begin(), encoded.end(), std::back_inserter(decoded), encoding, nullptr, /*binary*/ false);
+    if (decoded != body)
+      std::abort();
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+  if (size == 0)
+    return 0;
+  std::string_view const body(reinterpret_cast<char const*>(data) + 1, size - 1);
+  std::string charset(charsets[data[0] % std::size(charsets)]);
+
+  kel::mime_errors_handler_t errors;
+  std::string text;
+  kel::convert_to_utf8(body.begin(), body.end(), std::back_inserter(text), charset, {}, &errors);
+  kel::guess_charset(body.begin(), body.end());
+  decode_everything(body, errors);
+  encode_and_decode(body);
+  return 0;
+}
