@@ -6,9 +6,10 @@
 //    ${name:+then}        `then` when the variable has a value, otherwise nothing
 //    ${name:-else}        the value of the variable, or `else` when it has none
 //
-// A variable that is missing or empty has no value. Names consist of letters, digits and "_". `then` and `else` are
-// templates themselves; values are inserted as they are. Anything that only resembles a form, such as "$5,-" in a text
-// without groups, "$" at the end or an unclosed "${", is plain text, "$5" being a variable like any other.
+// A variable that is missing or empty has no value. Names consist of letters, digits and "_", and are numbers when they
+// begin with a digit. `then` and `else` are templates themselves; values are inserted as they are. Braces in them must be
+// balanced, and `then` ends at the first ":" outside braces. Anything else, such as "$" at the end, "${" without "}" or an
+// unknown operation, is plain text.
 //
 // A backslash makes a following "$" plain, and inside "${...}" also ":" and "}". All other backslashes are plain text
 // and stay, in pairs too, so that templates may hold regular expressions: \s, \( and \\ come out as they went in. So
