@@ -8,8 +8,8 @@
 
 namespace kel {
 
-// Unfolds a value in place and removes its zero bytes. A line feed goes away; the first blank after it becomes one space,
-// or nothing where a blank stood before the line feed. Every other blank stays as it is:
+// Unfolds a value in place and removes its zero bytes. A line feed goes away; the first blank after it becomes one
+// space, or nothing where a blank stood before the line feed. Every other blank stays as it is:
 //
 //    "a\n b", "a \n b" and "a\n\tb" all give "a b"; "a\nb" gives "ab"
 KELMIME_EXPORT void cleanup_header_body(std::string& value);

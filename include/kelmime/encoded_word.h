@@ -18,8 +18,9 @@ struct encoded_word_t {
   range_t text;                 // still encoded
 };
 
-// The next encoded word of a range. Spaces in the encoded text are accepted, single quotes around the charset too, with a
-// record; control characters and 8-bit bytes are not, nor is a language after the charset. `errors` may be null.
+// The next encoded word of a range. Spaces in the encoded text are accepted, single quotes around the charset too,
+// with a record; control characters and 8-bit bytes are not, nor is a language after the charset. `errors` may be
+// null.
 KELMIME_EXPORT encoded_word_t find_encoded_word(char const* first, char const* last,
                                                 mime_errors_handler_t* errors = nullptr);
 

@@ -14,19 +14,19 @@ namespace kel {
 template <byte_inserter Out>
 KELMIME_EXPORT std::string utf8_to_encoded_ascii(char const* first, char const* last, Out out);
 
-// Appends the whole range as encoded words with a space between two of them; pure ASCII is appended as it stands. No word
-// ends inside a character, so that a long run of 8-bit characters makes a word longer than RFC 2047 likes.
+// Appends the whole range as encoded words with a space between two of them; pure ASCII is appended as it stands. No
+// word ends inside a character, so that a long run of 8-bit characters makes a word longer than RFC 2047 likes.
 template <byte_inserter Out>
 KELMIME_EXPORT Out encode_words(char const* first, char const* last, Out out);
 
 // Appends the range with only those words encoded that hold 8-bit bytes; spaces and double quotes separate words. Words
-// to be encoded that follow each other are encoded together with the separators between them, since a reader drops white
-// space between encoded words; all other separators stay as they are.
+// to be encoded that follow each other are encoded together with the separators between them, since a reader drops
+// white space between encoded words; all other separators stay as they are.
 template <byte_inserter Out>
 KELMIME_EXPORT Out encode_single_words(char const* first, char const* last, Out out);
 
-// Appends the text of one word of encoding "q" and returns where it stopped: before the first byte below 0x80 that might
-// bring the text above `limit` bytes, or at `last`. Bytes of 0x80 and above never end a word.
+// Appends the text of one word of encoding "q" and returns where it stopped: before the first byte below 0x80 that
+// might bring the text above `limit` bytes, or at `last`. Bytes of 0x80 and above never end a word.
 template <byte_inserter Out>
 KELMIME_EXPORT char const* encode_quoted_printable_segment(char const* first, char const* last, Out out,
                                                            std::size_t limit);

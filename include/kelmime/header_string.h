@@ -9,8 +9,9 @@
 
 namespace kel {
 
-// The first byte and the number of bytes; null and 0 for the empty view. The bytes stay the owner's and must outlive the
-// view. No terminating zero is expected, but comparisons end at a zero byte as those of C strings do: "a\0b" equals "a\0c".
+// The first byte and the number of bytes; null and 0 for the empty view. The bytes stay the owner's and must outlive
+// the view. No terminating zero is expected, but comparisons end at a zero byte as those of C strings do: "a\0b"
+// equals "a\0c".
 struct KELMIME_EXPORT header_string_t {
   char const* data = nullptr;
   std::uint32_t length = 0;

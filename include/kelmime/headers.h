@@ -37,20 +37,21 @@ struct header_pair_t {
 // then nothing but white space is not stored. In addresses, domains in ACE form become readable. The multimap keeps
 // values of one name in message order; the vector keeps the order of all headers, and new ones are appended to either.
 //
-// `charset` is what raw 8-bit bytes are taken for, empty for "unknown"; `guess_charset` is asked for a charset name where
-// such bytes must be read and nothing is known, and may be empty or return the empty name.
+// `charset` is what raw 8-bit bytes are taken for, empty for "unknown"; `guess_charset` is asked for a charset name
+// where such bytes must be read and nothing is known, and may be empty or return the empty name.
 //
 // Three headers of the library's own are stored besides, dates in the form "yyyy-MM-dd HH:mm:ss":
 //   #date            the "Date" header in the sender's own zone, with the zone behind it
 //   #date-sent       the same moment in UTC; without a readable "Date" the date of receipt
-//   #date-received   UTC; the newest readable "Received" below the last "Return-Path". A message that has no "Return-Path"
-//                    was never delivered and uses its "Date", unless the preference PwDisableReturnPathCheck is set
+//   #date-received   UTC; the newest readable "Received" below the last "Return-Path". A message that has no
+//                    "Return-Path" was never delivered and uses its "Date", unless the preference
+//                    PwDisableReturnPathCheck is set
 //
-// Nothing makes it fail. Deviations are recorded in `errors`, those of a header with "header" and its name as typed: lines
-// that are no headers (they are skipped), headers whose names are reserved to the library (they begin with "#", or are
-// "security-generation-detail"; they are skipped), whatever the decoding of values and dates finds, fields longer than
-// `limits::header_field_bytes` (their first bytes are used) and fields after the first `limits::header_fields`
-// (they are skipped; the end of the block is found all the same).
+// Nothing makes it fail. Deviations are recorded in `errors`, those of a header with "header" and its name as typed:
+// lines that are no headers (they are skipped), headers whose names are reserved to the library (they begin with "#",
+// or are "security-generation-detail"; they are skipped), whatever the decoding of values and dates finds, fields
+// longer than `limits::header_field_bytes` (their first bytes are used) and fields after the first
+// `limits::header_fields` (they are skipped; the end of the block is found all the same).
 KELMIME_EXPORT char const* parse_headers(char const* begin, char const* end,
                                          std::multimap<std::string, std::string>& headers,
                                          mime_errors_handler_t& errors, std::string const& charset,
@@ -59,9 +60,10 @@ KELMIME_EXPORT char const* parse_headers(char const* begin, char const* end, std
                                          mime_errors_handler_t& errors, std::string const& charset,
                                          std::function<std::string()> const& guess_charset);
 
-// Decodes one value to UTF-8 and appends it. Adjacent encoded words of one charset and encoding are joined before they are
-// decoded, so that a character split between them is read whole; white space between encoded words is dropped (RFC 2047,
-// section 6.2). Folding stays, see cleanup_header_body. Text that is no valid encoded word is kept as it stands.
+// Decodes one value to UTF-8 and appends it. Adjacent encoded words of one charset and encoding are joined before
+// they are decoded, so that a character split between them is read whole; white space between encoded words is
+// dropped (RFC 2047, section 6.2). Folding stays, see cleanup_header_body. Text that is no valid encoded word is kept
+// as it stands.
 KELMIME_EXPORT std::back_insert_iterator<std::string> decode_header_line(
     char const* begin, char const* end, std::back_insert_iterator<std::string> out, mime_errors_handler_t* errors,
     std::string const& charset, std::function<std::string()> const& guess_charset);
@@ -74,8 +76,8 @@ std::back_insert_iterator<std::string> decode_header_line(In begin, In end, std:
 }
 
 // The text of one header line, "Message-ID: <a@b>", neither folded nor ended. The name gets its usual capitals. With
-// `encode` the value is made ASCII: domains of "to", "cc", "bcc" and "from" take their ACE form, elsewhere the words with
-// 8-bit bytes become encoded words, and a whole subject does if the preference PwEncodeFullSubjectLines is set.
+// `encode` the value is made ASCII: domains of "to", "cc", "bcc" and "from" take their ACE form, elsewhere the words
+// with 8-bit bytes become encoded words, and a whole subject does if the preference PwEncodeFullSubjectLines is set.
 // An empty name and one that begins with "#" end the process: the library's own headers must never reach output.
 KELMIME_EXPORT std::string construct_header_line(std::string const& name, std::string const& value, bool encode);
 

@@ -1,7 +1,7 @@
 // Internationalised domain names in address headers (RFC 5890).
 //
-// Only domains are touched: what follows an "@" outside quoted strings and comments. A domain of more than 255 bytes, or one
-// that does not convert, is kept as it is.
+// Only domains are touched: what follows an "@" outside quoted strings and comments. A domain of more than 255 bytes,
+// or one that does not convert, is kept as it is.
 #pragma once
 
 #include <string>

@@ -17,17 +17,18 @@
 namespace kel {
 
 // A cursor over the date text and one verb per rule of the grammar. Each verb says whether it took something; one that
-// takes several pieces puts the cursor back when it fails. Text and collector must outlive the parsing, not the results.
+// takes several pieces puts the cursor back when it fails. Text and collector must outlive the parsing, not the
+// results.
 //
 // Accepted besides RFC 5322, each with a record whose context is the whole text:
 //   1. "-" between day, month and year;
 //   2. years below 100;
-//   3. zones without a sign, beyond 9959 or with a name, between double quotes too. Names outside RFC 822 follow a table;
-//      an unknown name means UTC.
+//   3. zones without a sign, beyond 9959 or with a name, between double quotes too. Names outside RFC 822 follow a
+//      table; an unknown name means UTC.
 // Accepted without a record: month before day, a missing time, minute or zone, a time zone's minutes above 59, and
 // anything after the zone.
 class KELMIME_EXPORT rfc822_date_parser_t {
- public:
+public:
   rfc822_date_parser_t(char const* first, char const* last, mime_errors_handler_t& errors);
 
   bool parse();
@@ -62,11 +63,11 @@ class KELMIME_EXPORT rfc822_date_parser_t {
   // The fields as written, with the zone: "yyyy-MM-dd HH:mm:ss +hhmm"; empty when the date is not valid.
   std::string local_canonical_format() const;
 
-  // The fields as written, with the full year (2024). Of an invalid date: the current local time in the platform's form,
-  // in which the year counts from 1900.
+  // The fields as written, with the full year (2024). Of an invalid date: the current local time in the platform's
+  // form, in which the year counts from 1900.
   std::tm get_time();
 
- private:
+private:
   bool skip_comments();
   bool parse_day_month_year();
   bool parse_month_day_year();
@@ -85,7 +86,7 @@ class KELMIME_EXPORT rfc822_date_parser_t {
 
 // A parsed date. Copies share it.
 class KELMIME_EXPORT rfc822_date_t {
- public:
+public:
   // Parses at once. What deviates is recorded in `errors`; a text that is no date makes an invalid date.
   rfc822_date_t(char const* first, char const* last, mime_errors_handler_t& errors);
 
@@ -97,7 +98,7 @@ class KELMIME_EXPORT rfc822_date_t {
   std::string local_canonical_format() const { return _parser->local_canonical_format(); }
   std::tm get_time() const { return _parser->get_time(); }
 
- private:
+private:
   std::shared_ptr<rfc822_date_parser_t> _parser;
 };
 

@@ -11,9 +11,9 @@ namespace kel {
 // A set of options, joined with "|".
 enum class encoding_options : unsigned {
   none = 0,
-  allow_8bit = 1,                // the transport takes 8-bit bytes
-  ignore_trailing_blanks = 2,    // blanks at line ends need no protection
-  ignore_signature_blanks = 4,   // those of a signature separator line, "-- " or "> -- ", need none
+  allow_8bit = 1,               // the transport takes 8-bit bytes
+  ignore_trailing_blanks = 2,   // blanks at line ends need no protection
+  ignore_signature_blanks = 4,  // those of a signature separator line, "-- " or "> -- ", need none
 };
 
 constexpr encoding_options operator|(encoding_options a, encoding_options b) {
@@ -24,9 +24,10 @@ constexpr bool has_option(encoding_options set, encoding_options wanted) {
   return (static_cast<unsigned>(set) & static_cast<unsigned>(wanted)) != 0;
 }
 
-// One of "7bit", "8bit", "quoted-printable" and "base64"; the string lives as long as the process. Looked at are control
-// bytes, blanks at line ends, 8-bit bytes and lines of 80 and more bytes, blanks not counted. A large range is not read
-// to its end: behind the first 1000 bytes the scan stops at the first line end once something needs encoding.
+// One of "7bit", "8bit", "quoted-printable" and "base64"; the string lives as long as the process. Looked at are
+// control bytes, blanks at line ends, 8-bit bytes and lines of 80 and more bytes, blanks not counted. A large range
+// is not read to its end: behind the first 1000 bytes the scan stops at the first line end once something needs
+// encoding.
 KELMIME_EXPORT std::string const& which_mime_encoding(char const* first, char const* last,
                                                       encoding_options options = encoding_options::none);
 

@@ -1,0 +1,146 @@
+#include <kelmime/encoded_word_output.h>
+
+#include <algorithm>
+
+#include <kel/ascii.h>
+#include <kelmime/encoding.h>
+#include <kelmime/hex.h>
+#include <kelmime/transfer_encoding_choice.h>
+
+namespace kel {
+
+namespace {
+
+constexpr bool is_high(char c) {
+  return byte_value(c) >= 0x80;
+}
+
+constexpr bool is_continuation_byte(char c) {
+  return (byte_value(c) & 0xC0) == 0x80;
+}
+
+constexpr bool is_separator(char c) {
+  return c == ' ' || c == '"';
+}
+
+constexpr bool is_written_as_is(char c) {
+  return ascii::is_alnum(c) || c == '!' || c == '*' || c == '+' || c == '-' || c == '/';
+}
+
+template <byte_inserter Out>
+void append(Out out, std::string_view bytes) {
+  auto& container = container_of(out);
+  container.insert(container.end(), bytes.begin(), bytes.end());
+}
+
+// At most `limit` bytes, cut between two characters. Bytes that are no UTF-8 are cut anywhere.
+char const* end_of_base64_word(char const* first, char const* last, std::size_t limit) {
+  if (static_cast<std::size_t>(last - first) <= limit)
+    return last;
+  char const* cut = first + limit;
+  while (cut != first && is_continuation_byte(*cut))
+    --cut;
+  return cut == first ? first + limit : cut;
+}
+
+// Behind the last of the words that begin at `first`, where one that needs encoding begins, and all need encoding.
+char const* end_of_encoded_run(char const* first, char const* last) {
+  char const* run_end = first;
+  for (;;) {
+    char const* const word = std::find_if_not(run_end, last, is_separator);
+    char const* const word_end = std::find_if(word, last, is_separator);
+    if (std::find_if(word, word_end, is_high) == word_end)
+      return run_end;
+    run_end = word_end;
+  }
+}
+
+}  // namespace
+
+template <byte_inserter Out>
+std::string utf8_to_encoded_ascii(char const* first, char const* last, Out out) {
+  append(out, { first, last });
+  return std::any_of(first, last, is_high) ? "utf-8" : "us-ascii";
+}
+
+template <byte_inserter Out>
+char const* encode_quoted_printable_segment(char const* first, char const* last, Out out, std::size_t limit) {
+  constexpr std::size_t longest_step = 3;
+  std::size_t count = 0;
+  for (; first != last && (count + longest_step <= limit || is_high(*first)); ++first) {
+    if (*first == ' ' || is_written_as_is(*first)) {
+      *out++ = *first == ' ' ? '_' : *first;
+      ++count;
+    } else {
+      *out++ = '=';
+      out = text::int_to_hex(byte_value(*first), out, 2);
+      count += longest_step;
+    }
+  }
+  return first;
+}
+
+template <byte_inserter Out>
+Out encode_words(char const* first, char const* last, Out out) {
+  std::string text;
+  std::string const charset = utf8_to_encoded_ascii(first, last, std::back_inserter(text));
+  if (charset == "us-ascii") {
+    append(out, text);
+    return out;
+  }
+  bool const is_base64 = which_mime_encoding(first, last) == "base64";
+  std::string const opening = "=?" + charset + (is_base64 ? "?b?" : "?q?");
+  std::size_t const limit = 58 - charset.size();
+  for (bool is_first = true; first != last; is_first = false) {
+    append(out, is_first ? "" : " ");
+    append(out, opening);
+    if (is_base64) {
+      char const* const cut = end_of_base64_word(first, last, limit);
+      encode_base64(first, cut, out);
+      first = cut;
+    } else {
+      first = encode_quoted_printable_segment(first, last, out, limit);
+    }
+    append(out, "?=");
+  }
+  return out;
+}
+
+template <byte_inserter Out>
+Out encode_single_words(char const* first, char const* last, Out out) {
+  while (first != last) {
+    char const* const high = std::find_if(first, last, is_high);
+    char const* word = high;
+    while (high != last && word != first && !is_separator(word[-1]))
+      --word;
+    append(out, { first, word });
+    first = end_of_encoded_run(word, last);
+    encode_words(word, first, out);
+  }
+  return out;
+}
+
+std::string title_case(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  bool is_behind_letter = false;
+  for (char const c : text) {
+    result += is_behind_letter ? ascii::to_lower(c) : ascii::to_upper(c);
+    is_behind_letter = ascii::is_alpha(c);
+  }
+  return result;
+}
+
+using string_inserter_t = std::back_insert_iterator<std::string>;
+using vector_inserter_t = std::back_insert_iterator<std::vector<char>>;
+
+template std::string utf8_to_encoded_ascii(char const*, char const*, string_inserter_t);
+template std::string utf8_to_encoded_ascii(char const*, char const*, vector_inserter_t);
+template string_inserter_t encode_words(char const*, char const*, string_inserter_t);
+template vector_inserter_t encode_words(char const*, char const*, vector_inserter_t);
+template string_inserter_t encode_single_words(char const*, char const*, string_inserter_t);
+template vector_inserter_t encode_single_words(char const*, char const*, vector_inserter_t);
+template char const* encode_quoted_printable_segment(char const*, char const*, string_inserter_t, std::size_t);
+template char const* encode_quoted_printable_segment(char const*, char const*, vector_inserter_t, std::size_t);
+
+}  // namespace kel
