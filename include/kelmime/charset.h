@@ -59,23 +59,23 @@ template <byte_inserter Out>
 KELMIME_EXPORT Out escape_whitespace(char const* first, char const* last, Out out);
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out convert_to_utf8(In first, In last, Out out, std::string& charset, charset_guesser_t const& guesser,
+requires(!std::same_as<In, char const*>) Out
+    convert_to_utf8(In first, In last, Out out, std::string& charset, charset_guesser_t const& guesser,
                     mime_errors_handler_t* errors) {
   return convert_to_utf8(pointer_to(first), pointer_to(last), out, charset, guesser, errors);
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-In convert(In first, In last, Out out, std::string_view from_charset, std::string_view to_charset, bool use_fallback,
-           mime_errors_handler_t* errors) {
+requires(!std::same_as<In, char const*>) In
+    convert(In first, In last, Out out, std::string_view from_charset, std::string_view to_charset, bool use_fallback,
+            mime_errors_handler_t* errors) {
   char const* const begin = pointer_to(first);
   return first + (convert(begin, pointer_to(last), out, from_charset, to_charset, use_fallback, errors) - begin);
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out japanese_convert(In first, In last, Out out, std::string_view charset, mime_errors_handler_t* errors) {
+requires(!std::same_as<In, char const*>) Out
+    japanese_convert(In first, In last, Out out, std::string_view charset, mime_errors_handler_t* errors) {
   return japanese_convert(pointer_to(first), pointer_to(last), out, charset, errors);
 }
 
@@ -85,8 +85,7 @@ std::string guess_charset(In first, In last) {
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out escape_whitespace(In first, In last, Out out) {
+requires(!std::same_as<In, char const*>) Out escape_whitespace(In first, In last, Out out) {
   return escape_whitespace(pointer_to(first), pointer_to(last), out);
 }
 

@@ -45,26 +45,24 @@ template <byte_inserter Out>
 KELMIME_EXPORT Out decode_uuencoded_text(char const* first, char const* last, Out out);
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-bool mime_decode(In first, In last, Out out, std::string_view encoding, mime_errors_handler_t* errors, bool binary) {
+requires(!std::same_as<In, char const*>) bool mime_decode(In first, In last, Out out, std::string_view encoding,
+                                                          mime_errors_handler_t* errors, bool binary) {
   return mime_decode(pointer_to(first), pointer_to(last), out, encoding, errors, binary);
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out decode_quoted_printable(In first, In last, Out out, mime_errors_handler_t* errors, bool binary) {
+requires(!std::same_as<In, char const*>) Out
+    decode_quoted_printable(In first, In last, Out out, mime_errors_handler_t* errors, bool binary) {
   return decode_quoted_printable(pointer_to(first), pointer_to(last), out, errors, binary);
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out decode_base_64(In first, In last, Out out) {
+requires(!std::same_as<In, char const*>) Out decode_base_64(In first, In last, Out out) {
   return decode_base_64(pointer_to(first), pointer_to(last), out);
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out decode_uuencoded_text(In first, In last, Out out) {
+requires(!std::same_as<In, char const*>) Out decode_uuencoded_text(In first, In last, Out out) {
   return decode_uuencoded_text(pointer_to(first), pointer_to(last), out);
 }
 

@@ -32,20 +32,17 @@ template <byte_inserter Out>
 KELMIME_EXPORT Out encode_base64(char const* first, char const* last, Out out);
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out encode(In first, In last, Out out, std::string_view encoding) {
+requires(!std::same_as<In, char const*>) Out encode(In first, In last, Out out, std::string_view encoding) {
   return encode(pointer_to(first), pointer_to(last), out, encoding);
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out encode_quoted_printable(In first, In last, Out out, int line_length) {
+requires(!std::same_as<In, char const*>) Out encode_quoted_printable(In first, In last, Out out, int line_length) {
   return encode_quoted_printable(pointer_to(first), pointer_to(last), out, line_length);
 }
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out encode_base64(In first, In last, Out out) {
+requires(!std::same_as<In, char const*>) Out encode_base64(In first, In last, Out out) {
   return encode_base64(pointer_to(first), pointer_to(last), out);
 }
 

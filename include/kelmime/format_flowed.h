@@ -20,8 +20,8 @@ KELMIME_EXPORT Out format_deflow(char const* first, char const* last, Out out, b
                                  bool keep_unquoted);
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out format_deflow(In first, In last, Out out, bool flowed, bool delsp, bool keep_unquoted) {
+requires(!std::same_as<In, char const*>) Out
+    format_deflow(In first, In last, Out out, bool flowed, bool delsp, bool keep_unquoted) {
   return format_deflow(pointer_to(first), pointer_to(last), out, flowed, delsp, keep_unquoted);
 }
 

@@ -45,8 +45,7 @@ template <byte_inserter Out>
 KELMIME_EXPORT Out hex_print(char const* first, char const* last, Out out);
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out hex_print(In first, In last, Out out) {
+requires(!std::same_as<In, char const*>) Out hex_print(In first, In last, Out out) {
   return hex_print(pointer_to(first), pointer_to(last), out);
 }
 

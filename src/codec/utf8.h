@@ -1,23 +1,33 @@
 // UTF-8 as RFC 3629 defines it: no overlong forms, no surrogates, nothing above U+10FFFF.
 #pragma once
 
+#include <cstdint>
+#include <cstring>
+
 #include <kelmime/bytes.h>
 
 namespace kel::utf8 {
+
+// Whether the eight bytes at `at` are ASCII.
+inline bool is_ascii_word(char const* at) {
+  std::uint64_t word;
+  std::memcpy(&word, at, sizeof word);
+  return (word & 0x8080'8080'8080'8080) == 0;
+}
 
 // The first byte of [first, last) that is not ASCII, or `last`.
 char const* skip_ascii(char const* first, char const* last);
 
 // Looks for the end of what is well-formed.
 class validate_t {
- public:
+public:
   // Returns `last`, or the first byte of the first sequence that is not well-formed.
   char const* scan(char const* first, char const* last);
 
   // Whether the last scan stopped at a sequence that is cut off by the end of the text and right as far as it goes.
   bool is_incomplete() const { return _is_incomplete; }
 
- private:
+private:
   bool _is_incomplete = false;
 };
 

@@ -1,0 +1,22 @@
+// Conversion passes over a range, for the functions that are made of several.
+#pragma once
+
+#include <string_view>
+
+#include <codec/output.h>
+#include <kelmime/mime_errors_handler.h>
+
+namespace kel {
+
+// One pass, as `convert` makes it.
+char const* convert_range(char const* first, char const* last, output_t& out, std::string_view from_charset,
+                          std::string_view to_charset, bool use_fallback, mime_errors_handler_t* errors);
+
+// A byte that no charset has a character for: "<U+0081>".
+void write_substitution(char byte, output_t& out);
+
+// Appends what `japanese_convert` appends.
+void convert_japanese_range(char const* first, char const* last, output_t& out, std::string_view charset,
+                            mime_errors_handler_t* errors);
+
+}  // namespace kel

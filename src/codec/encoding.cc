@@ -1,0 +1,165 @@
+#include <kelmime/encoding.h>
+
+#include <array>
+
+#include <codec/base_64_alphabet.h>
+#include <codec/output.h>
+#include <kelmime/hex.h>
+
+namespace kel {
+
+namespace {
+
+constexpr int encoded_line_length = 76;  // RFC 2045, sections 6.7 and 6.8
+
+// --- Quoted-printable --------------------------------------------------------------------------------------------
+
+constexpr bool must_be_encoded(char c) {
+  return byte_value(c) > 126 || c == '=' || (byte_value(c) < 32 && c != '\t' && c != '\n');
+}
+
+class quoted_printable_encoder_t {
+public:
+  quoted_printable_encoder_t(output_t& out, int line_length) : _out(out), _widest(line_length - 4) {}
+
+  void encode(char const* cursor, char const* last) {
+    constexpr std::string_view from = "From ";
+    while (cursor != last) {
+      char const c = *cursor;
+      if (c == '\n') {
+        end_line();
+        ++cursor;
+      } else if (_column == 0 && std::string_view(cursor, last).starts_with(from)) {
+        write("=46rom ", ' ');
+        cursor += from.size();
+      } else {
+        encode_byte(c);
+        ++cursor;
+      }
+    }
+  }
+
+private:
+  void encode_byte(char c) {
+    if (must_be_encoded(c) || (_column == 0 && c == '.')) {
+      char const encoded[] = { '=', text::int_to_hex(byte_value(c) >> 4), text::int_to_hex(byte_value(c)) };
+      write({ encoded, sizeof encoded }, c);
+    } else {
+      write({ &c, 1 }, c);
+    }
+  }
+
+  // Blanks at the end of a line would not survive every transport.
+  void end_line() {
+    if (_previous == ' ' || _previous == '\t')
+      _out.append("=\n");
+    _out.append('\n');
+    start_line();
+  }
+
+  void write(std::string_view encoded, char previous) {
+    _out.append(encoded);
+    _column += static_cast<int>(encoded.size());
+    _previous = previous;
+    if (_column > _widest) {
+      _out.append("=\n");
+      start_line();
+    }
+  }
+
+  void start_line() {
+    _column = 0;
+    _previous = '\n';
+  }
+
+  output_t& _out;
+  int const _widest;  // leaves room for one encoded byte and the "=" of a soft line break
+  int _column = 0;
+  char _previous = '\n';
+};
+
+// --- Base64 ------------------------------------------------------------------------------------------------------
+
+char base_64_digit(std::uint32_t group, int shift) {
+  return base_64_alphabet[group >> shift & 63];
+}
+
+void encode_base64_range(char const* cursor, char const* last, output_t& out) {
+  for (; last - cursor >= 3; cursor += 3) {
+    std::uint32_t const group = std::uint32_t{ byte_value(cursor[0]) } << 16 |
+                                std::uint32_t{ byte_value(cursor[1]) } << 8 | byte_value(cursor[2]);
+    char* const at = out.room(4);
+    at[0] = base_64_digit(group, 18);
+    at[1] = base_64_digit(group, 12);
+    at[2] = base_64_digit(group, 6);
+    at[3] = base_64_digit(group, 0);
+    out.advance_to(at + 4);
+  }
+  if (cursor == last)
+    return;
+  bool const has_second = last - cursor == 2;
+  std::uint32_t const group =
+      std::uint32_t{ byte_value(cursor[0]) } << 16 | (has_second ? std::uint32_t{ byte_value(cursor[1]) } << 8 : 0);
+  out.append(base_64_digit(group, 18));
+  out.append(base_64_digit(group, 12));
+  out.append(has_second ? base_64_digit(group, 6) : '=');
+  out.append('=');
+}
+
+void encode_base64_lines(char const* cursor, char const* last, output_t& out) {
+  constexpr std::ptrdiff_t line_bytes = encoded_line_length / 4 * 3;
+  for (; last - cursor > line_bytes; cursor += line_bytes) {
+    encode_base64_range(cursor, cursor + line_bytes, out);
+    out.append('\n');
+  }
+  encode_base64_range(cursor, last, out);
+}
+
+std::size_t base64_size(char const* first, char const* last) {
+  return static_cast<std::size_t>(last - first + 2) / 3 * 4;
+}
+
+}  // namespace
+
+template <byte_inserter Out>
+Out encode_quoted_printable(char const* first, char const* last, Out out, int line_length) {
+  output_t output(container_of(out));
+  output.expect(static_cast<std::size_t>(last - first));
+  quoted_printable_encoder_t(output, line_length).encode(first, last);
+  return out;
+}
+
+template <byte_inserter Out>
+Out encode_base64(char const* first, char const* last, Out out) {
+  output_t output(container_of(out));
+  output.expect(base64_size(first, last));
+  encode_base64_range(first, last, output);
+  return out;
+}
+
+template <byte_inserter Out>
+Out encode(char const* first, char const* last, Out out, std::string_view encoding) {
+  if (encoding == "quoted-printable")
+    return encode_quoted_printable(first, last, out, encoded_line_length);
+  output_t output(container_of(out));
+  if (encoding == "base64") {
+    std::size_t const size = base64_size(first, last);
+    output.expect(size + size / encoded_line_length);
+    encode_base64_lines(first, last, output);
+  } else if (encoding == "7bit" || encoding == "8bit") {
+    output.append(first, last);
+  }
+  return out;
+}
+
+using to_string_t = std::back_insert_iterator<std::string>;
+using to_vector_t = std::back_insert_iterator<std::vector<char>>;
+
+template to_string_t encode_quoted_printable(char const*, char const*, to_string_t, int);
+template to_vector_t encode_quoted_printable(char const*, char const*, to_vector_t, int);
+template to_string_t encode_base64(char const*, char const*, to_string_t);
+template to_vector_t encode_base64(char const*, char const*, to_vector_t);
+template to_string_t encode(char const*, char const*, to_string_t, std::string_view);
+template to_vector_t encode(char const*, char const*, to_vector_t, std::string_view);
+
+}  // namespace kel
