@@ -1,0 +1,172 @@
+#include "command_line.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
+namespace kel::tool {
+
+namespace {
+
+enum class colour_t { automatic, always, never };
+
+bool is_coloured(colour_t colour) {
+  if (colour != colour_t::automatic)
+    return colour == colour_t::always;
+  char const* const forbidden = std::getenv("NO_COLOR");
+  return ::isatty(STDOUT_FILENO) && !(forbidden && *forbidden);
+}
+
+// `get` takes paths first and inputs behind them. Without a "--" between them the inputs begin with the first argument behind
+// a path that can only be one: "-", anything with a folder, with the extension of a mail file, or that exists.
+bool looks_like_input(std::string const& argument) {
+  std::error_code ignored;
+  return argument == "-" || argument.find('/') != argument.npos || argument.ends_with(".eml") || argument.ends_with(".mbox") ||
+         std::filesystem::exists(argument, ignored);
+}
+
+void part_paths_from_inputs(options_t& options, int argc, char** argv) {
+  auto const end = argv + argc;
+  auto const dashes = std::find_if(argv + 1, end, [](char const* argument) { return std::strcmp(argument, "--") == 0; });
+  auto first_input = options.paths.end();
+  if (dashes != end)
+    first_input -= std::min<std::ptrdiff_t>(end - dashes - 1, std::ssize(options.paths));
+  else if (!options.paths.empty())
+    first_input = std::find_if(options.paths.begin() + 1, options.paths.end(), looks_like_input);
+  options.inputs.assign(first_input, options.paths.end());
+  options.paths.erase(first_input, options.paths.end());
+}
+
+class command_line_t {
+ public:
+  command_line_t() {
+    _app.set_version_flag("--version", "kelmime " KELMIME_VERSION);
+    _app.require_subcommand(1);
+    _app.fallthrough();
+    _app.add_option("--color", _colour, "Colour: auto (on a terminal, and without NO_COLOR), always, never")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, colour_t>{
+            { "auto", colour_t::automatic }, { "always", colour_t::always }, { "never", colour_t::never } }))
+        ->type_name("WHEN");
+    _app.footer("INPUT is a message file, \"-\" for standard input (the default when it is no terminal), a Maildir folder or an\n"
+                "mbox file. Lines may end in LF or CR LF.\n\n"
+                "Exit status: 0 done; 1 no value, or deviations found; 2 wrong usage; 3 an input could not be read or an output\n"
+                "not written.\n\n"
+                "Example:\n  kelmime show message.eml");
+
+    add_verb("show", show, "Show a message: main headers, text, attachments, problems", "kelmime show message.eml");
+    add_verb("tree", tree, "Write a line for each part: number, type, charset, encoding, size, name",
+             "kelmime tree message.eml");
+    add_verb("headers", headers, "Write the decoded headers, one a line, in message order", "kelmime headers message.eml | grep -i ^received")
+        .add_flag("--raw", _options.wants_raw, "As they stand: folded and encoded (control bytes escaped)");
+    add_get();
+    add_json();
+    add_verb("lint", lint,
+             "Write every tolerated deviation, one a line: part, header, description, context.\n"
+             "Harmless ones are marked [low]; the status is 1 when there are others",
+             "kelmime lint Maildir/ && echo clean")
+        .alias("errors");
+    add_extract();
+    add_index();
+  }
+
+  std::optional<command_t> read(int argc, char** argv, exit_status_t& status) {
+    try {
+      _app.parse(argc, argv);
+      return command(argc, argv);
+    } catch (CLI::ParseError const& error) {
+      status = _app.exit(error) == 0 ? done : misused;
+    }
+    return {};
+  }
+
+ private:
+  CLI::App& add_bare_verb(char const* name, command_t const& what, char const* description, char const* example) {
+    CLI::App* const verb = _app.add_subcommand(name, description);
+    verb->footer(std::string("Example:\n  ") + example);
+    verb->callback([this, what] { _command = what; });
+    return *verb;
+  }
+
+  CLI::App& add_verb(char const* name, verb_t verb, char const* description, char const* example) {
+    CLI::App& added = add_bare_verb(name, { .verb = verb }, description, example);
+    added.add_option("INPUT", _options.inputs, "Message files, Maildir folders, mbox files, or \"-\"")->type_name("");
+    return added;
+  }
+
+  void add_get() {
+    CLI::App& verb = add_bare_verb("get", { .verb = get }, "Write the values of field paths, one a line; the status is 1 when one has no value",
+                                   "kelmime get from.address subject -- message.eml");
+    verb.add_option("PATH", _options.paths,
+                    "Field paths, and then inputs; \"--\" parts them where a path is also the name of a file")
+        ->type_name("... [--] [INPUT]");
+    verb.add_option("--default", _options.fallback, "Written for a path that has no value")->type_name("TEXT");
+    verb.add_flag("--paths", _options.lists_paths, "List the paths that exist");
+  }
+
+  void add_json() {
+    CLI::App& verb = add_verb("json", json, "Write everything as JSON (RFC 8621), indented for one message, one line a message for many",
+                              "kelmime json message.eml | jq .subject");
+    verb.add_option("--bodies", _options.bodies,
+                    "Text to include: none, text (what is no attachment; the default), all (every text part)")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, bodies_t>{ { "none", bodies_t::none }, { "text", bodies_t::text }, { "all", bodies_t::all } }))
+        ->type_name("WHICH");
+  }
+
+  void add_extract() {
+    CLI::App& verb = add_verb("extract", extract,
+                              "Save attachments as files and write their names. Nothing is overwritten: a number is added",
+                              "kelmime extract -d attachments message.eml");
+    verb.add_option("-d,--directory", _options.folder, "The folder to save in, made when it is missing (default: here)")->type_name("DIR");
+    verb.add_option("--part", _options.part, "Save this part, whatever it is; text comes as UTF-8, a multipart with its headers")
+        ->type_name("N");
+    verb.add_flag("--stdout", _options.to_standard_output, "Write the bytes to standard output instead");
+  }
+
+  void add_index() {
+    CLI::App& verb = add_bare_verb("index", { .whole_run = index },
+                                   "Write a JSON line for each of many messages, in the order of the inputs", "kelmime index -j 4 Maildir/ archive.mbox");
+    verb.add_option("INPUT", _options.inputs, "Message files, Maildir folders, mbox files, or \"-\"")->type_name("");
+    verb.add_option("-j,--threads", _options.threads, "Threads (default: as many as there are processors)")
+        ->check(CLI::Range(1u, 256u))
+        ->type_name("N");
+  }
+
+  command_t command(int argc, char** argv) {
+    if (_command.verb == get)
+      part_paths_from_inputs(_options, argc, argv);
+    if (_options.lists_paths)
+      _command = { .whole_run = [](options_t const&, output_t& out) { return list_paths(out); } };
+    else if (_command.verb == get && _options.paths.empty())
+      throw CLI::RequiredError("PATH");
+    else if (_options.inputs.empty() && ::isatty(STDIN_FILENO))
+      throw CLI::RequiredError("INPUT");
+    else if (_options.inputs.empty())
+      _options.inputs = { "-" };
+    _options.is_coloured = is_coloured(_colour);
+    _command.options = _options;
+    return _command;
+  }
+
+  CLI::App _app{ "Reads every Internet message.", "kelmime" };
+  colour_t _colour = colour_t::automatic;
+  options_t _options;
+  command_t _command;
+};
+
+}  // namespace
+
+std::optional<command_t> read_command_line(int argc, char** argv, exit_status_t& status) {
+  return command_line_t().read(argc, argv, status);
+}
+
+}  // namespace kel::tool

@@ -1,0 +1,16 @@
+// A message as JSON: indented for one message, a line each for many.
+#include "verbs.h"
+
+#include "json_writer.h"
+#include "outline.h"
+
+namespace kel::tool {
+
+exit_status_t json(message_t const& message, options_t const& options, output_t& out) {
+  opened_message_t const opened(message);
+  bool const is_alone = is_single_message(options.inputs, message.name);
+  out << email_json(opened, options.bodies, is_alone ? json_style_t::indented : json_style_t::line);
+  return done;
+}
+
+}  // namespace kel::tool

@@ -1,0 +1,35 @@
+// What the command line asked for.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kel::tool {
+
+// The exit statuses; of several messages the highest counts.
+enum exit_status_t : int {
+  done = 0,
+  negative = 1,    // no value, deviations found
+  misused = 2,     // wrong usage
+  unreadable = 3,  // an input could not be read, or an output not written
+};
+
+enum class bodies_t { none, text, all };
+
+struct options_t {
+  std::vector<std::string> inputs;
+  bool is_coloured = false;
+
+  bool wants_raw = false;                 // headers
+  std::vector<std::string> paths;         // get
+  std::optional<std::string> fallback;    // get
+  bool lists_paths = false;               // get
+  bodies_t bodies = bodies_t::text;       // json
+  std::string folder = ".";               // extract
+  std::string part;                       // extract
+  bool to_standard_output = false;        // extract
+  unsigned threads = 0;                   // index; 0: as many as there are processors
+};
+
+}  // namespace kel::tool

@@ -1,0 +1,129 @@
+#include "outline.h"
+
+#include <algorithm>
+
+#include <kelmime/field_path.h>
+
+namespace kel::tool {
+
+namespace {
+
+std::string lowercased(std::string text) {
+  std::ranges::transform(text, text.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return text;
+}
+
+std::string trimmed(std::string_view text) {
+  constexpr std::string_view blanks = " \t\r\n";
+  std::size_t const first = text.find_first_not_of(blanks);
+  if (first == text.npos)
+    return {};
+  return std::string(text.substr(first, text.find_last_not_of(blanks) - first + 1));
+}
+
+// The library has asked these questions while it decoded and has recorded what was ambiguous: they are asked without
+// making the same record again.
+std::string stated(body_part_t& part, std::string_view path, char const* fallback) {
+  auto const values = values_of(part, path);
+  return values.empty() ? fallback : values.front();
+}
+
+void read_statements(part_t& part) {
+  body_part_t& body = *part.body;
+  part.type = lowercased(stated(body, "content-type.type", "text") + "/" + stated(body, "content-type.subtype", "plain"));
+  part.charset = stated(body, "content-type.parameter.split.charset", "");
+  part.encoding = lowercased(trimmed(stated(body, "content-transfer-encoding", "7bit")));
+  part.disposition = lowercased(trimmed(stated(body, "content-disposition.type", "")));
+  part.name = body.get_filename();
+  part.content_id = without_brackets(stated(body, "content-id", ""));
+}
+
+}  // namespace
+
+std::string_view deviation_t::operator[](std::string const& key) const {
+  auto const found = record->find(key);
+  return found == record->end() ? std::string_view() : std::string_view(found->second);
+}
+
+opened_message_t::opened_message_t(message_t const& message)
+    : _root(parse_body(message.bytes.data(), message.bytes.data() + message.bytes.size())) {
+  number_parts();
+  ask_for_unique_headers();
+  std::ranges::for_each(_parts, read_statements);
+}
+
+part_t const* opened_message_t::part_by_number(std::string_view number) const {
+  auto const found = std::ranges::find(_parts, number, &part_t::number);
+  return found == _parts.end() || number.empty() ? nullptr : &*found;
+}
+
+std::vector<deviation_t> opened_message_t::deviations() const {
+  std::vector<deviation_t> found;
+  for (part_t const& part : _parts) {
+    bool const is_root = &part == &_parts.front();
+    for (auto const& record : part.body->errors().records())
+      found.push_back({ is_root ? std::string_view() : std::string_view(part.number), &record });
+  }
+  return found;
+}
+
+// A walk with a path of its own instead of recursion: trees are deep where somebody wants to harm us.
+void opened_message_t::number_parts() {
+  struct step_t {
+    std::size_t part;
+    std::size_t next_child;
+    std::size_t num_children;
+  };
+
+  _parts.push_back({ _root.get(), {}, 0, {}, {}, {}, {}, {}, {}, {} });
+  std::vector<step_t> path = { { 0, 0, _root->num_subparts() } };
+  while (!path.empty()) {
+    step_t& step = path.back();
+    if (step.next_child == step.num_children) {
+      path.pop_back();
+      continue;
+    }
+    std::size_t const parent = step.part;
+    std::size_t const child = _parts.size();
+    body_part_t& body = _parts[parent].body->subpart(step.next_child);
+    std::string number = _parts[parent].number;
+    number.append(number.empty() ? "" : ".").append(std::to_string(++step.next_child));
+    _parts[parent].children.push_back(child);
+    _parts.push_back({ &body, std::move(number), path.size(), {}, {}, {}, {}, {}, {}, {} });
+    path.push_back({ child, 0, body.num_subparts() });
+  }
+  if (_parts.size() == 1)
+    _parts.front().number = "1";
+}
+
+// RFC 5322 section 3.6 allows these once. The library says so when it is asked for the value, and it is asked once, so
+// that every verb tells of the same deviations.
+void opened_message_t::ask_for_unique_headers() {
+  for (char const* const name : { "date", "from", "sender", "reply-to", "to", "cc", "bcc", "message-id", "in-reply-to",
+                                  "references", "subject" })
+    _root->get_header(name, unset_string);
+}
+
+std::vector<header_pair_t> headers_in_order(body_part_t& part) {
+  std::vector<header_pair_t> headers;
+  mime_errors_handler_t ignored;  // the part has these records already
+  std::string_view const block = part.raw_headers();
+  parse_headers(block.data(), block.data() + block.size(), headers, ignored, "", [&part] { return part.get_guessed_charset(); });
+  std::erase_if(headers, [](auto const& header) { return header.name.starts_with('#'); });
+  return headers;
+}
+
+std::vector<std::string> values_of(body_part_t& part, std::string_view path) {
+  std::vector<std::string> values;
+  part.get_header_bodies(string_to_field_path(path), values);
+  return values;
+}
+
+std::string without_brackets(std::string_view id) {
+  std::string text = trimmed(id);
+  if (text.size() >= 2 && text.front() == '<' && text.back() == '>')
+    text = text.substr(1, text.size() - 2);
+  return text;
+}
+
+}  // namespace kel::tool
