@@ -22,7 +22,7 @@ namespace kel {
 class KELMIME_EXPORT field_parser_t {
  public:
   // How a captured text becomes a value. All captures of a parser share one type.
-  enum type_t : unsigned {
+  enum class type_t : unsigned {
     text = 0,            // as it stands, with the escapes removed where the capture is marked quoted
     formatted_date = 1,  // `formatted_date`
     relative_date = 2,   // not for captures: converting one ends the process; see the function "#relative"

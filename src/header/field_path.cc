@@ -1,5 +1,7 @@
 #include <kelmime/field_path.h>
 
+#include <kel/ascii.h>
+
 #include <algorithm>
 
 namespace kel {
@@ -7,8 +9,7 @@ namespace kel {
 namespace {
 
 constexpr bool is_plain(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '#' || c == '_' || c == '-' ||
-         c == '\0';
+  return ascii::is_alnum(c) || c == '#' || c == '_' || c == '-' || c == '\0';
 }
 
 }  // namespace

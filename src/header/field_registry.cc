@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -13,6 +14,9 @@
 #include <kel/format_string.h>
 #include <kel/path.h>
 #include <kel/regexp.h>
+#include <kel/timer.h>
+#include <kelmime/mime_errors_handler.h>
+#include <kelmime/rfc822_date_parser.h>
 #include <kelmime/unset.h>
 
 namespace kel {
@@ -20,6 +24,7 @@ namespace kel {
 namespace {
 
 constexpr std::string_view lowercase_suffix = "#lc";
+constexpr std::size_t longest_path = 16;  // stops entries that continue with themselves
 
 field_path_t extended(field_path_t path, std::string const& component) {
   path.push_back(component);
@@ -55,22 +60,24 @@ std::string pattern_of(plist::dictionary_t const& entry) {
   return pattern.empty() ? ".*" : pattern;
 }
 
+using type_t = field_parser_t::type_t;
+
 struct capture_type_t {
-  field_parser_t::type_t type;
+  type_t type;
   bool quoted;
 };
 
 capture_type_t capture_type_of(plist::dictionary_t const& capture) {
   std::string const word = plist::get_string(capture, "type");
   if (word == "formattedDate")
-    return { field_parser_t::formatted_date, false };
+    return { type_t::formatted_date, false };
   if (word == "relativeDate")
-    return { field_parser_t::relative_date, false };
+    return { type_t::relative_date, false };
   if (word == "formattedSize")
-    return { field_parser_t::formatted_size, false };
+    return { type_t::formatted_size, false };
   if (word == "noTabs")
-    return { field_parser_t::no_tabs, false };
-  return { field_parser_t::text, word == "quotedString" };
+    return { type_t::no_tabs, false };
+  return { type_t::text, word == "quotedString" };
 }
 
 std::size_t group_number(std::string const& key) {
@@ -90,16 +97,22 @@ std::string or_unset(std::string value) {
   return value.empty() ? unset_string : std::move(value);
 }
 
+std::string canonical_date(std::string const& value) {
+  mime_errors_handler_t errors;
+  return or_unset(rfc822_date_t(value.begin(), value.end(), errors).canonical_format());
+}
+
 struct named_transform_t {
   char const* name;
   std::string (*transform)(std::string const& value);
 };
 
-// Functions for structured values that patterns could only approximate.
+// Functions for values that patterns could only approximate.
 constexpr named_transform_t transforms[] = {
   { "type", [](std::string const& value) { return or_unset(header::parse_structured_value(value).type); } },
   { "subtype", [](std::string const& value) { return or_unset(header::parse_structured_value(value).subtype); } },
   { "parameter", [](std::string const& value) { return or_unset(header::normal_parameters(value)); } },
+  { "canonical", canonical_date },
   { "mechanism", [](std::string const& value) { return or_unset(header::transfer_encoding_mechanism(value)); } },
 };
 
@@ -152,7 +165,7 @@ void field_registry_t::add_function(field_path_t const& path, plist::value_t con
   }
   std::string const name = plist::get_string(*element.dictionary(), "specifier");
   field_path_t const longer = extended(path, name);
-  field_parser_t* const parser = keep(std::make_unique<field_parser_t>(name, 0, field_parser_t::function, false));
+  field_parser_t* const parser = keep(std::make_unique<field_parser_t>(name, 0, type_t::function, false));
   _parsers[longer] = parser;
   _function_parsers[name].push_back(parser);
   continue_path(longer, *element.dictionary(), forms, true);
@@ -178,7 +191,9 @@ void field_registry_t::continue_path(field_path_t const& path, plist::dictionary
 
   for (std::string const& name : plist::get_strings(entry, "parsers")) {
     plist::value_t const* const next = plist::find(*_collection, name);
-    if (next && next->dictionary())
+    if (path.size() == longest_path)
+      warning("Header parser named '%s' makes a path of more than %zu components\n", name.c_str(), longest_path);
+    else if (next && next->dictionary())
       add_parsers_below(path, *next->dictionary(), forms);
     else
       warning("Could not find the header parser named '%s'\n", name.c_str());

@@ -58,7 +58,7 @@ std::string value_of(header::match_t const& match) {
 
 field_parser_t::field_parser_t(std::string const& specifier, std::size_t capture_index, type_t type, bool quoted)
     : _specifier(specifier), _type(type) {
-  if (type != function) {
+  if (type != type_t::function) {
     add_capture_index(capture_index, type, quoted);
     if (specifier.empty())
       stop("Empty regex not allowed\n");
