@@ -30,7 +30,7 @@ void append_from(list_t& to, list_t const& from, std::size_t first) {
 // A null list is one that this branch of the tree no longer fills: below an alternative, the first text decides whether the
 // branch is the plain or the HTML one.
 class sorter_t {
- public:
+public:
   sorter_t(outline_t const& parts, body_lists_t& lists) : _parts(parts), _lists(lists) {}
 
   void sort(list_t const& siblings, std::string_view multipart, bool is_in_alternative, list_t* html, list_t* text) {
@@ -68,7 +68,7 @@ class sorter_t {
     }
   }
 
- private:
+private:
   void add_inline(std::size_t index, list_t* html, list_t* text) {
     if (text)
       text->push_back(index);

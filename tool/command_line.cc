@@ -30,13 +30,14 @@ bool is_coloured(colour_t colour) {
 // a path that can only be one: "-", anything with a folder, with the extension of a mail file, or that exists.
 bool looks_like_input(std::string const& argument) {
   std::error_code ignored;
-  return argument == "-" || argument.find('/') != argument.npos || argument.ends_with(".eml") || argument.ends_with(".mbox") ||
-         std::filesystem::exists(argument, ignored);
+  return argument == "-" || argument.find('/') != argument.npos || argument.ends_with(".eml") ||
+         argument.ends_with(".mbox") || std::filesystem::exists(argument, ignored);
 }
 
 void part_paths_from_inputs(options_t& options, int argc, char** argv) {
   auto const end = argv + argc;
-  auto const dashes = std::find_if(argv + 1, end, [](char const* argument) { return std::strcmp(argument, "--") == 0; });
+  auto const dashes =
+      std::find_if(argv + 1, end, [](char const* argument) { return std::strcmp(argument, "--") == 0; });
   auto first_input = options.paths.end();
   if (dashes != end)
     first_input -= std::min<std::ptrdiff_t>(end - dashes - 1, std::ssize(options.paths));
@@ -47,7 +48,7 @@ void part_paths_from_inputs(options_t& options, int argc, char** argv) {
 }
 
 class command_line_t {
- public:
+public:
   command_line_t() {
     _app.set_version_flag("--version", "kelmime " KELMIME_VERSION);
     _app.require_subcommand(1);
@@ -56,16 +57,20 @@ class command_line_t {
         ->transform(CLI::CheckedTransformer(std::map<std::string, colour_t>{
             { "auto", colour_t::automatic }, { "always", colour_t::always }, { "never", colour_t::never } }))
         ->type_name("WHEN");
-    _app.footer("INPUT is a message file, \"-\" for standard input (the default when it is no terminal), a Maildir folder or an\n"
-                "mbox file. Lines may end in LF or CR LF.\n\n"
-                "Exit status: 0 done; 1 no value, or deviations found; 2 wrong usage; 3 an input could not be read or an output\n"
-                "not written.\n\n"
-                "Example:\n  kelmime show message.eml");
+    _app.footer(
+        "INPUT is a message file, \"-\" for standard input (the default when it is no terminal), a Maildir folder or "
+        "an\n"
+        "mbox file. Lines may end in LF or CR LF.\n\n"
+        "Exit status: 0 done; 1 no value, or deviations found; 2 wrong usage; 3 an input could not be read or an "
+        "output\n"
+        "not written.\n\n"
+        "Example:\n  kelmime show message.eml");
 
     add_verb("show", show, "Show a message: main headers, text, attachments, problems", "kelmime show message.eml");
     add_verb("tree", tree, "Write a line for each part: number, type, charset, encoding, size, name",
              "kelmime tree message.eml");
-    add_verb("headers", headers, "Write the decoded headers, one a line, in message order", "kelmime headers message.eml | grep -i ^received")
+    add_verb("headers", headers, "Write the decoded headers, one a line, in message order",
+             "kelmime headers message.eml | grep -i ^received")
         .add_flag("--raw", _options.wants_raw, "As they stand: folded and encoded (control bytes escaped)");
     add_get();
     add_json();
@@ -88,7 +93,7 @@ class command_line_t {
     return {};
   }
 
- private:
+private:
   CLI::App& add_bare_verb(char const* name, command_t const& what, char const* description, char const* example) {
     CLI::App* const verb = _app.add_subcommand(name, description);
     verb->footer(std::string("Example:\n  ") + example);
@@ -103,7 +108,8 @@ class command_line_t {
   }
 
   void add_get() {
-    CLI::App& verb = add_bare_verb("get", { .verb = get }, "Write the values of field paths, one a line; the status is 1 when one has no value",
+    CLI::App& verb = add_bare_verb("get", { .verb = get },
+                                   "Write the values of field paths, one a line; the status is 1 when one has no value",
                                    "kelmime get from.address subject -- message.eml");
     verb.add_option("PATH", _options.paths,
                     "Field paths, and then inputs; \"--\" parts them where a path is also the name of a file")
@@ -113,28 +119,33 @@ class command_line_t {
   }
 
   void add_json() {
-    CLI::App& verb = add_verb("json", json, "Write everything as JSON (RFC 8621), indented for one message, one line a message for many",
-                              "kelmime json message.eml | jq .subject");
+    CLI::App& verb = add_verb(
+        "json", json, "Write everything as JSON (RFC 8621), indented for one message, one line a message for many",
+        "kelmime json message.eml | jq .subject");
     verb.add_option("--bodies", _options.bodies,
                     "Text to include: none, text (what is no attachment; the default), all (every text part)")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, bodies_t>{ { "none", bodies_t::none }, { "text", bodies_t::text }, { "all", bodies_t::all } }))
+        ->transform(CLI::CheckedTransformer(std::map<std::string, bodies_t>{
+            { "none", bodies_t::none }, { "text", bodies_t::text }, { "all", bodies_t::all } }))
         ->type_name("WHICH");
   }
 
   void add_extract() {
-    CLI::App& verb = add_verb("extract", extract,
-                              "Save attachments as files and write their names. Nothing is overwritten: a number is added",
-                              "kelmime extract -d attachments message.eml");
-    verb.add_option("-d,--directory", _options.folder, "The folder to save in, made when it is missing (default: here)")->type_name("DIR");
-    verb.add_option("--part", _options.part, "Save this part, whatever it is; text comes as UTF-8, a multipart with its headers")
+    CLI::App& verb =
+        add_verb("extract", extract,
+                 "Save attachments as files and write their names. Nothing is overwritten: a number is added",
+                 "kelmime extract -d attachments message.eml");
+    verb.add_option("-d,--directory", _options.folder, "The folder to save in, made when it is missing (default: here)")
+        ->type_name("DIR");
+    verb.add_option("--part", _options.part,
+                    "Save this part, whatever it is; text comes as UTF-8, a multipart with its headers")
         ->type_name("N");
     verb.add_flag("--stdout", _options.to_standard_output, "Write the bytes to standard output instead");
   }
 
   void add_index() {
     CLI::App& verb = add_bare_verb("index", { .whole_run = index },
-                                   "Write a JSON line for each of many messages, in the order of the inputs", "kelmime index -j 4 Maildir/ archive.mbox");
+                                   "Write a JSON line for each of many messages, in the order of the inputs",
+                                   "kelmime index -j 4 Maildir/ archive.mbox");
     verb.add_option("INPUT", _options.inputs, "Message files, Maildir folders, mbox files, or \"-\"")->type_name("");
     verb.add_option("-j,--threads", _options.threads, "Threads (default: as many as there are processors)")
         ->check(CLI::Range(1u, 256u))

@@ -45,7 +45,8 @@ std::optional<std::string> iso_date(std::string_view canonical) {
   int year = 0, hour = 0, minute = 0, second = 0, zone = 0;
   unsigned month = 0, day = 0;
   std::string const text(canonical);
-  if (std::sscanf(text.c_str(), "%4d-%2u-%2u %2d:%2d:%2d %5d", &year, &month, &day, &hour, &minute, &second, &zone) != 7)
+  if (std::sscanf(text.c_str(), "%4d-%2u-%2u %2d:%2d:%2d %5d", &year, &month, &day, &hour, &minute, &second, &zone) !=
+      7)
     return {};
 
   std::chrono::year_month_day const date{ std::chrono::year(year), std::chrono::month(month), std::chrono::day(day) };
@@ -54,8 +55,8 @@ std::optional<std::string> iso_date(std::string_view canonical) {
     return {};
 
   std::array<char, 64> buffer;
-  std::snprintf(buffer.data(), buffer.size(), "%04d-%02u-%02uT%02d:%02d:%02d%c%02d:%02d", year, month, day, hour, minute, second,
-                zone < 0 ? '-' : '+', zone_minutes / 60, zone_minutes % 60);
+  std::snprintf(buffer.data(), buffer.size(), "%04d-%02u-%02uT%02d:%02d:%02d%c%02d:%02d", year, month, day, hour,
+                minute, second, zone < 0 ? '-' : '+', zone_minutes / 60, zone_minutes % 60);
   return buffer.data();
 }
 

@@ -37,7 +37,7 @@ std::string name_of(part_t const& part) {
 
 // A folder that files are made in. Remembers which number a name has reached, so that a thousand equal names stay cheap.
 class folder_t {
- public:
+public:
   explicit folder_t(std::string const& path) : _path(path) {
     std::error_code ignored;  // what went wrong shows when the folder is opened
     std::filesystem::create_directories(path, ignored);
@@ -77,7 +77,7 @@ class folder_t {
 
   std::string path_of(std::string const& name) const { return (std::filesystem::path(_path) / name).string(); }
 
- private:
+private:
   std::string _path;
   int _descriptor = -1;
   int _failure = 0;

@@ -85,9 +85,10 @@ std::uint32_t referenced_character(string_view reference) {
 }
 
 // Elements that stand on lines of their own, and those that leave an empty line besides.
-constexpr std::array<string_view, 15> blocks = { "address", "article", "aside",   "center", "dd",    "div", "dt", "footer",
-                                                 "form",    "header",  "li", "main", "section", "table", "tr" };
-constexpr std::array<string_view, 14> paragraphs = { "blockquote", "body", "dl", "h1", "h2", "h3", "h4",
+constexpr std::array<string_view, 15> blocks = { "address", "article", "aside",   "center", "dd",
+                                                 "div",     "dt",      "footer",  "form",   "header",
+                                                 "li",      "main",    "section", "table",  "tr" };
+constexpr std::array<string_view, 14> paragraphs = { "blockquote", "body", "dl", "h1", "h2", "h3",  "h4",
                                                      "h5",         "h6",   "hr", "ol", "p",  "pre", "ul" };
 // Elements whose content is no text.
 constexpr std::array<string_view, 4> hidden = { "script", "style", "title", "template" };
@@ -98,7 +99,7 @@ bool is_among(std::array<string_view, size> const& names, string_view name) {
 }
 
 class renderer_t {
- public:
+public:
   explicit renderer_t(string_view html) : _rest(html) {}
 
   std::string render() {
@@ -115,7 +116,7 @@ class renderer_t {
     return std::move(_text);
   }
 
- private:
+private:
   void take_text() {
     std::size_t const length = std::min(_rest.find_first_of("<&"), _rest.size());
     for (char const c : _rest.substr(0, length)) {
@@ -159,7 +160,8 @@ class renderer_t {
   void take_tag() {
     bool const is_closing = _rest[1] == '/';
     std::size_t const name_begin = is_closing ? 2 : 1;
-    auto const name_end = std::find_if_not(_rest.begin() + static_cast<std::ptrdiff_t>(name_begin), _rest.end(), is_letter_or_digit);
+    auto const name_end =
+        std::find_if_not(_rest.begin() + static_cast<std::ptrdiff_t>(name_begin), _rest.end(), is_letter_or_digit);
     std::string name(_rest.begin() + static_cast<std::ptrdiff_t>(name_begin), name_end);
     std::ranges::transform(name, name.begin(), lowercased);
     _rest.remove_prefix(end_of_tag());

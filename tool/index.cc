@@ -34,7 +34,8 @@ constexpr std::size_t messages_per_batch = 256;
 constexpr std::int64_t large_file = 4 << 20;
 
 std::string index_line(message_t const& message) {
-  static std::set<std::string, std::less<>> const wanted = { "message-id", "from", "to", "cc", "subject", "date", "content-type" };
+  static std::set<std::string, std::less<>> const wanted = { "message-id", "from", "to",          "cc",
+                                                             "subject",    "date", "content-type" };
   char const* cursor = message.bytes.data();
   auto const found = quick_parse_headers(cursor, message.bytes.data() + message.bytes.size(), wanted);
   return index_json(message.name, message.bytes.size(), found);
@@ -50,7 +51,7 @@ struct open_mbox_t {
 
 struct batch_t {
   std::size_t number = 0;
-  source_t source = {};                       // a file to read, or
+  source_t source = {};                          // a file to read, or
   std::shared_ptr<open_mbox_t const> mbox = {};  // messages that are read already
   std::vector<std::string_view> messages = {};
   std::size_t first_message = 0;
@@ -64,7 +65,7 @@ struct result_t {
 };
 
 class work_t {
- public:
+public:
   explicit work_t(std::vector<std::string> const& inputs) : _sources(list_sources(inputs)) {}
 
   std::optional<batch_t> next() {
@@ -87,10 +88,11 @@ class work_t {
     _next_source = _sources.size();
   }
 
- private:
+private:
   bool open_large_mbox(source_t const& source) {
     struct stat status = {};
-    if (source.path == "-" || ::stat(source.path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < large_file)
+    if (source.path == "-" || ::stat(source.path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size < large_file)
       return false;
     auto mbox = std::make_shared<open_mbox_t>(source.path);
     if (!mbox->bytes.read(source.path).empty() || !is_mbox(mbox->bytes.view()))
@@ -117,14 +119,16 @@ class work_t {
 
 // Writes results in the order of their numbers, whenever they come.
 class ordered_output_t {
- public:
-  explicit ordered_output_t(output_t& out) : _out(out), _has_progress(::isatty(STDERR_FILENO) && !::isatty(STDOUT_FILENO)) {}
+public:
+  explicit ordered_output_t(output_t& out)
+      : _out(out), _has_progress(::isatty(STDERR_FILENO) && !::isatty(STDOUT_FILENO)) {}
 
   // Answers whether more is welcome.
   bool put(std::size_t number, result_t result) {
     std::lock_guard const lock(_mutex);
     _waiting.emplace(number, std::move(result));
-    for (auto first = _waiting.begin(); first != _waiting.end() && first->first == _next; first = _waiting.erase(first), ++_next)
+    for (auto first = _waiting.begin(); first != _waiting.end() && first->first == _next;
+         first = _waiting.erase(first), ++_next)
       write(first->second);
     return _out.is_open();
   }
@@ -136,7 +140,7 @@ class ordered_output_t {
 
   bool is_everything_read() const { return _is_everything_read; }
 
- private:
+private:
   void write(result_t const& result) {
     _out << result.lines;
     _num_messages += result.num_messages;
@@ -200,7 +204,8 @@ void work_off(work_t& work, ordered_output_t& results) {
 exit_status_t index(options_t const& options, output_t& out) {
   work_t work(options.inputs);
   ordered_output_t results(out);
-  unsigned const num_threads = options.threads > 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
+  unsigned const num_threads =
+      options.threads > 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
   {
     std::vector<std::jthread> helpers;
     for (unsigned i = 1; i < num_threads; ++i)

@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t smallest_capacity = 64 << 10;
 
 class descriptor_t {
- public:
+public:
   explicit descriptor_t(std::string const& path)
       : _number(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
   ~descriptor_t() {
@@ -32,7 +32,7 @@ class descriptor_t {
 
   int number() const { return _number; }
 
- private:
+private:
   int _number;
 };
 
@@ -58,7 +58,8 @@ void add_maildir(std::string const& folder, std::vector<source_t>& sources) {
       continue;
     is_maildir = true;
     std::error_code failure;
-    for (std::filesystem::directory_iterator file(root / name, failure), end; !failure && file != end; file.increment(failure))
+    for (std::filesystem::directory_iterator file(root / name, failure), end; !failure && file != end;
+         file.increment(failure))
       if (!file->path().filename().string().starts_with('.'))
         files.push_back(file->path());
     if (failure)

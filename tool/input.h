@@ -18,13 +18,13 @@ struct message_t {
 
 // The bytes of one file.
 class file_bytes_t {
- public:
+public:
   // Reads a file, or standard input for "-". Answers what went wrong, empty for nothing.
   std::string read(std::string const& path);
 
   std::string_view view() const { return { _data.get(), _size }; }
 
- private:
+private:
   void reserve(std::size_t capacity);
 
   std::unique_ptr<char[]> _data;

@@ -269,7 +269,8 @@ std::string index_json(std::string const& name, std::size_t size, found_headers_
   for (char const* const header : { "message-id", "from", "to", "cc", "subject", "date" })
     entry[header] = value(header);
   entry["sentAt"] = or_null(iso_date(parsed.local_canonical_format()));
-  entry["type"] = type == found.end() || subtype == found.end() ? json_t() : json_t(type->second + "/" + subtype->second);
+  entry["type"] =
+      type == found.end() || subtype == found.end() ? json_t() : json_t(type->second + "/" + subtype->second);
   entry["charset"] = value("#charset");
   return text_of(entry, json_style_t::line);
 }

@@ -19,7 +19,8 @@ std::string_view first_line(std::string_view text) {
 
 // "10:20" somewhere in the line.
 bool has_time(std::string_view line) {
-  for (std::size_t colon = line.find(':', 1); colon != line.npos && colon + 2 < line.size(); colon = line.find(':', colon + 1))
+  for (std::size_t colon = line.find(':', 1); colon != line.npos && colon + 2 < line.size();
+       colon = line.find(':', colon + 1))
     if (is_digit(line[colon - 1]) && is_digit(line[colon + 1]) && is_digit(line[colon + 2]))
       return true;
   return false;
@@ -33,7 +34,8 @@ bool has_year(std::string_view line) {
       ++digits;
       continue;
     }
-    if (digits == 4 && (line.substr(i - 4, 2) == "19" || line.substr(i - 4, 2) == "20" || line.substr(i - 4, 2) == "21"))
+    if (digits == 4 &&
+        (line.substr(i - 4, 2) == "19" || line.substr(i - 4, 2) == "20" || line.substr(i - 4, 2) == "21"))
       return true;
     digits = 0;
   }
@@ -88,7 +90,8 @@ std::string_view take_message(std::string_view& rest) {
 
   constexpr std::string_view wanted = "\nFrom ";
   std::size_t position = 0;
-  while (void const* const found = memmem(text.data() + position, text.size() - position, wanted.data(), wanted.size())) {
+  while (void const* const found =
+             memmem(text.data() + position, text.size() - position, wanted.data(), wanted.size())) {
     position = static_cast<std::size_t>(static_cast<char const*>(found) - text.data()) + 1;
     std::size_t const end = without_empty_line(text, position);
     if (end != position && is_separator(text.substr(position))) {

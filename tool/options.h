@@ -21,15 +21,15 @@ struct options_t {
   std::vector<std::string> inputs;
   bool is_coloured = false;
 
-  bool wants_raw = false;                 // headers
-  std::vector<std::string> paths;         // get
-  std::optional<std::string> fallback;    // get
-  bool lists_paths = false;               // get
-  bodies_t bodies = bodies_t::text;       // json
-  std::string folder = ".";               // extract
-  std::string part;                       // extract
-  bool to_standard_output = false;        // extract
-  unsigned threads = 0;                   // index; 0: as many as there are processors
+  bool wants_raw = false;               // headers
+  std::vector<std::string> paths;       // get
+  std::optional<std::string> fallback;  // get
+  bool lists_paths = false;             // get
+  bodies_t bodies = bodies_t::text;     // json
+  std::string folder = ".";             // extract
+  std::string part;                     // extract
+  bool to_standard_output = false;      // extract
+  unsigned threads = 0;                 // index; 0: as many as there are processors
 };
 
 }  // namespace kel::tool

@@ -9,7 +9,8 @@ namespace kel::tool {
 namespace {
 
 std::string lowercased(std::string text) {
-  std::ranges::transform(text, text.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  std::ranges::transform(text, text.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
   return text;
 }
 
@@ -30,7 +31,8 @@ std::string stated(body_part_t& part, std::string_view path, char const* fallbac
 
 void read_statements(part_t& part) {
   body_part_t& body = *part.body;
-  part.type = lowercased(stated(body, "content-type.type", "text") + "/" + stated(body, "content-type.subtype", "plain"));
+  part.type =
+      lowercased(stated(body, "content-type.type", "text") + "/" + stated(body, "content-type.subtype", "plain"));
   part.charset = stated(body, "content-type.parameter.split.charset", "");
   part.encoding = lowercased(trimmed(stated(body, "content-transfer-encoding", "7bit")));
   part.disposition = lowercased(trimmed(stated(body, "content-disposition.type", "")));
@@ -108,7 +110,8 @@ std::vector<header_pair_t> headers_in_order(body_part_t& part) {
   std::vector<header_pair_t> headers;
   mime_errors_handler_t ignored;  // the part has these records already
   std::string_view const block = part.raw_headers();
-  parse_headers(block.data(), block.data() + block.size(), headers, ignored, "", [&part] { return part.get_guessed_charset(); });
+  parse_headers(block.data(), block.data() + block.size(), headers, ignored, "",
+                [&part] { return part.get_guessed_charset(); });
   std::erase_if(headers, [](auto const& header) { return header.name.starts_with('#'); });
   return headers;
 }

@@ -19,7 +19,7 @@ namespace kel::tool {
 
 struct part_t {
   body_part_t* body;
-  std::string number;    // empty for a root that has children
+  std::string number;  // empty for a root that has children
   std::size_t depth;
   std::vector<std::size_t> children;  // indices into the outline
 
@@ -51,7 +51,7 @@ struct deviation_t {
 
 // A message with all its parts decoded. The bytes of the message must live longer.
 class opened_message_t {
- public:
+public:
   explicit opened_message_t(message_t const& message);
 
   body_part_t& root() const { return *_root; }
@@ -61,7 +61,7 @@ class opened_message_t {
   // Everything that was tolerated, in the order of the parts. What is asked of the tree later can add to it.
   std::vector<deviation_t> deviations() const;
 
- private:
+private:
   void number_parts();
   void ask_for_unique_headers();
 

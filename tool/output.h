@@ -7,7 +7,7 @@
 namespace kel::tool {
 
 class output_t {
- public:
+public:
   output_t(int descriptor, bool is_coloured);
   ~output_t();
   output_t(output_t const&) = delete;
@@ -30,7 +30,7 @@ class output_t {
   std::string yellow(std::string_view text) const { return painted("33", text); }
   std::string cyan(std::string_view text) const { return painted("36", text); }
 
- private:
+private:
   std::string painted(char const* style, std::string_view text) const;
   void write(std::string_view text);
 

@@ -54,7 +54,8 @@ void write_problems(opened_message_t const& opened, message_t const& message, ou
   if (deviations.empty())
     return;
   auto const serious = std::ranges::count_if(deviations, [](auto const& deviation) { return !deviation.is_low(); });
-  std::string line = "Problems: " + std::to_string(deviations.size()) + (deviations.size() == 1 ? " deviation" : " deviations");
+  std::string line =
+      "Problems: " + std::to_string(deviations.size()) + (deviations.size() == 1 ? " deviation" : " deviations");
   if (serious > 0)
     line += ", " + std::to_string(serious) + " of them serious";
   out << "\n" << out.yellow(line + ": kelmime lint " + as_field(message.name)) << "\n";

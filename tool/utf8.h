@@ -9,8 +9,8 @@ namespace kel::tool {
 
 // One character, or one byte that belongs to none.
 struct character_t {
-  char32_t value = 0;       // of an invalid byte: the byte
-  std::string_view bytes;   // at least one
+  char32_t value = 0;      // of an invalid byte: the byte
+  std::string_view bytes;  // at least one
   bool is_valid = false;
 };
 
