@@ -23,6 +23,7 @@
 // threads.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <functional>
@@ -45,6 +46,10 @@ namespace kel {
 class body_part_t;
 class message_bytes_t;
 struct tree_budget_t;
+
+namespace header {
+struct structured_value_t;
+}
 
 // --- Building a tree -------------------------------------------------------------------------------- body.cc
 
@@ -267,9 +272,12 @@ class KELMIME_EXPORT body_part_t {
   void read_preamble(char const* end);
   void check_mime_version();
   std::vector<std::string> stored_values(std::string const& name) const;
+  bool answer_quickly(std::string_view path, std::string const& fallback, std::string& answer);
+  std::shared_ptr<header::structured_value_t const> content_header(std::string const& name);
   void drop_raw_bytes();
   body_part_t const& root() const;
 
+  std::string transfer_encoding();
   void decode_leaf_text(std::string const& subtype, std::string charset, std::vector<char>& decoded);
   bool store_decoded(std::vector<char>&& bytes);
   void report_spent();
@@ -298,6 +306,7 @@ class KELMIME_EXPORT body_part_t {
   std::size_t _level = 0;
   bool _is_headers_only = false;
   std::string _guessed_charset = unset_string;
+  std::array<std::shared_ptr<header::structured_value_t const>, 2> _content_headers;  // type, disposition; when asked for
 
   // Written by unfolding (body_parser.cc). No decoded bytes: the raw body is the decoded one.
   std::shared_ptr<std::vector<char> const> _decoded_body;

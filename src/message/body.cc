@@ -119,6 +119,7 @@ void body_part_t::init() {
   _is_decoded = false;
   _parent = nullptr;
   _headers.clear();
+  _content_headers = {};
   _unique_id = -1;
   _is_headers_only = false;
   _has_changed = false;
@@ -155,6 +156,9 @@ void body_part_t::init_child(body_part_t& parent, std::shared_ptr<message_bytes_
 }
 
 void body_part_t::parse_block(char const* begin, char const* end) {
+  // No bytes may come without an address, and null means a part that was never parsed.
+  if (!begin)
+    begin = end = "";
   _guessed_charset = unset_string;
   _raw_begin = begin;
   std::string guess = unset_string;
@@ -193,7 +197,8 @@ void body_part_t::check_mime_version() {
 // --- Headers -----------------------------------------------------------------------------------------------------
 
 std::string body_part_t::get_header(std::string const& path, std::string const& fallback) {
-  return get_header(string_to_field_path(path), fallback);
+  std::string answer;
+  return answer_quickly(path, fallback, answer) ? answer : get_header(string_to_field_path(path), fallback);
 }
 
 std::string body_part_t::get_header(std::vector<std::string> const& path, std::string const& fallback) {
@@ -244,6 +249,7 @@ void body_part_t::set_header(std::string const& name, std::string const& value) 
   if (describes_bytes)
     drop_raw_bytes();
   _headers.erase(name);
+  _content_headers = {};
   if (value != unset_string && (!value.empty() || is_kept_when_empty(name)))
     _headers.emplace(name, value);
   if (name != "##tags")
@@ -265,6 +271,7 @@ void body_part_t::drop_raw_bytes() {
 
 void body_part_t::add_header(std::string const& name, std::string const& value) {
   _headers.emplace(name, value);
+  _content_headers = {};
 }
 
 int body_part_t::get_integer(std::string const& path, int fallback) {

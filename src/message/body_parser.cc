@@ -7,6 +7,7 @@
 
 #include <kel/text.h>
 #include <base/fatal.h>
+#include <header/parameters.h>
 #include <kelmime/body.h>
 #include <kelmime/charset.h>
 #include <kelmime/decoding.h>
@@ -22,6 +23,10 @@ namespace {
 
 bool is_one_of(std::string_view word, std::initializer_list<std::string_view> words) {
   return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+bool is_known_encoding(std::string_view encoding) {
+  return is_one_of(encoding, { "7bit", "8bit", "binary", "quoted-printable", "base64", "x-uuencode" });
 }
 
 // Text and messages are read in LF form: every CR goes, wherever it stands.
@@ -46,7 +51,7 @@ bool is_parameter_text(std::string const& charset) {
 void decode(char const* first, char const* last, bool top_level, std::string& type, std::string& subtype,
             std::string encoding, std::string const& disposition, std::string const& charset,
             std::vector<char>& decoded, mime_errors_handler_t* errors) {
-  if (!is_one_of(encoding, { "7bit", "8bit", "binary", "quoted-printable", "base64", "x-uuencode" })) {
+  if (!is_known_encoding(encoding)) {
     if (text::lowercase(encoding) == charset) {
       report(errors, "Encoding '" + encoding +
                          "' is unknown, but seems to be the charset of the message (7bit encoding assumed instead)");
@@ -126,7 +131,7 @@ void body_part_t::decode_body() {
   }
   std::string type = get_header_lowercased("content-type.type", "text");
   std::string subtype = get_header_lowercased("content-type.subtype", "plain");
-  std::string const encoding = get_header_lowercased("content-transfer-encoding", "7bit");
+  std::string const encoding = transfer_encoding();
   std::string const disposition = get_header_lowercased("content-disposition.type", "");
   std::string charset = get_header_lowercased("content-type.parameter.split.charset", "");
   std::string const content_type = type + "/" + subtype;
@@ -147,6 +152,13 @@ void body_part_t::decode_body() {
     unfold_message();
   else if (type == "multipart")
     unfold_multipart(subtype, charset);
+}
+
+// The stated encoding; without the comment or the trailing blanks that may stand beside a known one.
+std::string body_part_t::transfer_encoding() {
+  std::string const stated = get_header_lowercased("content-transfer-encoding", "7bit");
+  std::string const mechanism = text::lowercase(header::transfer_encoding_mechanism(stated));
+  return is_known_encoding(mechanism) ? mechanism : stated;
 }
 
 void body_part_t::decode_leaf_text(std::string const& subtype, std::string charset, std::vector<char>& decoded) {

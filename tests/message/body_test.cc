@@ -188,7 +188,7 @@ TEST(BodyPart, CopiesKeepTheBytesTheyLookAt) {
 TEST(BodyPart, ListsErrorsOfTheWholeTree) {
   auto const message = message_of(
       "Content-Type: multipart/mixed; boundary=b\n\n\n--b\nContent-Type: multipart/mixed; boundary=c\n\n\n--c\n\nfine\n"
-      "--c\nContent-Type: text/plain\nContent-Transfer-Encoding: foo\n\nx\n--c--\n--b--\n");
+      "--c\nContent-Type: text/plain\nContent-Transfer-Encoding: foo\n\nx\n--c--\n\n--b--\n");
   std::vector<mime_error_t> errors;
   message->get_errors({}, errors);
   ASSERT_EQ(errors.size(), 1u);
