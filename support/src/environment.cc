@@ -38,9 +38,10 @@ std::map<std::string, std::string> basic_environment() {
       result.emplace(pair.substr(0, equals), pair.substr(equals + 1));
   }
 
+  std::string const folders = result.contains("PATH") ? result.at("PATH") : "";
   auto const add_helper = [&](char const* variable, std::initializer_list<std::string_view> programs) {
     for (std::string_view const program : programs) {
-      std::string const path = find_program(result["PATH"], program);
+      std::string const path = find_program(folders, program);
       if (!path.empty())
         result.emplace(variable, path);
     }

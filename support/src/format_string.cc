@@ -44,7 +44,7 @@ std::size_t find_outside_braces(std::string_view text, char wanted) {
 }
 
 class expander_t {
- public:
+public:
   expander_t(lookup_t const& lookup, std::string& out) : _lookup(lookup), _out(out) {}
 
   void expand(std::string_view format, int depth = 0) {
@@ -63,7 +63,7 @@ class expander_t {
     }
   }
 
- private:
+private:
   // Each returns the number of characters it dealt with; 0 when there is nothing for it to do.
 
   std::size_t expand_escape(std::string_view format, bool is_inside_braces) {

@@ -16,15 +16,15 @@ namespace kel {
 namespace {
 
 class locale_services_t {
- public:
+public:
   locale_services_t() {
     std::string const version = U_ICU_VERSION_SHORT;
     void* const library = dlopen(("libicui18n.so." + version).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library)
       return;
     auto const load = [&](auto& function, std::string const& name) {
-      function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(
-          dlsym(library, (name + "_" + version).c_str()));
+      function =
+          reinterpret_cast<std::remove_reference_t<decltype(function)>>(dlsym(library, (name + "_" + version).c_str()));
       return function != nullptr;
     };
     _is_available = load(_open_format, "udat_open") && load(_format, "udat_format") &&
@@ -58,7 +58,7 @@ class locale_services_t {
     return U_SUCCESS(error) ? std::optional(difference) : std::nullopt;
   }
 
- private:
+private:
   static UDate milliseconds(std::int64_t seconds) { return static_cast<UDate>(seconds) * 1000; }
 
   static std::string to_utf8(std::u16string_view text) {

@@ -51,7 +51,7 @@ constexpr std::string_view escape_letters = "abfnrtv";
 constexpr std::string_view escaped_letters = "\a\b\f\n\r\t\v";
 
 class parser_t {
- public:
+public:
   explicit parser_t(std::string_view text) : _begin(text.data()), _cursor(_begin), _end(_begin + text.size()) {
     if (text.starts_with("\xEF\xBB\xBF"))
       _cursor += 3;
@@ -68,7 +68,7 @@ class parser_t {
     return parsed;
   }
 
- private:
+private:
   bool fail(char const* message, char const* at) {
     if (!_failure) {
       _failure = message;
@@ -260,13 +260,13 @@ class parser_t {
 };
 
 class printer_t {
- public:
+public:
   std::string print(value_t const& value) {
     print_value(value);
     return std::move(_out);
   }
 
- private:
+private:
   void print_value(value_t const& value) {
     if (auto const* text = value.text()) {
       print_text(*text);
@@ -281,8 +281,8 @@ class printer_t {
 
   void print_text(std::string const& text) {
     bool const needs_quotes = text.empty() || !std::ranges::all_of(text, [](char c) {
-      return ascii::is_alnum(c) || c == '_' || c == '.' || c == '-';
-    });
+                                return ascii::is_alnum(c) || c == '_' || c == '.' || c == '-';
+                              });
     if (!needs_quotes) {
       _out += text;
       return;

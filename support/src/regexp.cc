@@ -37,7 +37,7 @@ constexpr std::uint32_t interpreter_memory = 32 << 10;
 // --- Our syntax into PCRE2's ---
 
 class translation_t {
- public:
+public:
   explicit translation_t(std::string_view pattern) : _rest(pattern) {}
 
   std::string result() {
@@ -52,7 +52,7 @@ class translation_t {
     return std::move(_out);
   }
 
- private:
+private:
   void copy(std::size_t count) {
     _out += _rest.substr(0, count);
     _rest.remove_prefix(std::min(count, _rest.size()));
@@ -132,7 +132,7 @@ pattern_t::pattern_t(std::string_view pattern, option_t option) {
 
 // What one thread keeps for its searches.
 class searcher_t {
- public:
+public:
   match_t search(pattern_t const& pattern, char const* first, char const* from, char const* last) {
     match_t match;
     pcre2_code* const code = pattern._compiled->code.get();
@@ -154,7 +154,7 @@ class searcher_t {
     return match;
   }
 
- private:
+private:
   void make_room_for(pcre2_code const* code) {
     std::uint32_t groups = 0;
     pcre2_pattern_info(code, PCRE2_INFO_CAPTURECOUNT, &groups);

@@ -14,7 +14,7 @@ namespace kel {
 
 // Sets an environment variable, or removes it, while it lives.
 class variable_guard_t {
- public:
+public:
   variable_guard_t(char const* name, std::optional<std::string> const& value) : _name(name) {
     if (char const* const before = std::getenv(name))
       _before = before;
@@ -24,7 +24,7 @@ class variable_guard_t {
   variable_guard_t(variable_guard_t const&) = delete;
   variable_guard_t& operator=(variable_guard_t const&) = delete;
 
- private:
+private:
   void put(std::optional<std::string> const& value) const {
     if (value) {
       setenv(_name, value->c_str(), /*overwrite*/ 1);
@@ -39,7 +39,7 @@ class variable_guard_t {
 
 // A folder of the test's own.
 class temporary_folder_t {
- public:
+public:
   temporary_folder_t() : _path(path::temp("kelmime_test")) { std::filesystem::create_directories(_path); }
   ~temporary_folder_t() {
     std::error_code error;
@@ -58,7 +58,7 @@ class temporary_folder_t {
     return file;
   }
 
- private:
+private:
   std::string _path;
 };
 

@@ -41,16 +41,20 @@ TEST(Date, ReadsNoByteBeyondTheText) {
 
 TEST(Date, PrintsInTheLocalZone) {
   variable_guard_t const zone("TZ", central_europe);
-  struct { char const* name; char const* utc; char const* local; } const rows[] = {
-    { "winter",                      "2024-01-15 12:00:00", "2024-01-15 13:00:00 +0100" },
-    { "summer",                      "2024-07-15 12:00:00", "2024-07-15 14:00:00 +0200" },
-    { "last second of winter time",  "2024-03-31 00:59:59", "2024-03-31 01:59:59 +0100" },
+  struct {
+    char const* name;
+    char const* utc;
+    char const* local;
+  } const rows[] = {
+    { "winter", "2024-01-15 12:00:00", "2024-01-15 13:00:00 +0100" },
+    { "summer", "2024-07-15 12:00:00", "2024-07-15 14:00:00 +0200" },
+    { "last second of winter time", "2024-03-31 00:59:59", "2024-03-31 01:59:59 +0100" },
     { "first second of summer time", "2024-03-31 01:00:00", "2024-03-31 03:00:00 +0200" },
-    { "hour that comes twice",       "2024-10-27 00:30:00", "2024-10-27 02:30:00 +0200" },
-    { "and its second time",         "2024-10-27 01:30:00", "2024-10-27 02:30:00 +0100" },
-    { "next year",                   "2024-12-31 23:30:00", "2025-01-01 00:30:00 +0100" },
-    { "leap day",                    "2024-02-28 23:00:00", "2024-02-29 00:00:00 +0100" },
-    { "before the epoch",            "1969-12-31 12:00:00", "1969-12-31 13:00:00 +0100" },
+    { "hour that comes twice", "2024-10-27 00:30:00", "2024-10-27 02:30:00 +0200" },
+    { "and its second time", "2024-10-27 01:30:00", "2024-10-27 02:30:00 +0100" },
+    { "next year", "2024-12-31 23:30:00", "2025-01-01 00:30:00 +0100" },
+    { "leap day", "2024-02-28 23:00:00", "2024-02-29 00:00:00 +0100" },
+    { "before the epoch", "1969-12-31 12:00:00", "1969-12-31 13:00:00 +0100" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(date_in_local_zone(utc(row.utc), "%F %T %z"), row.local) << row.name;
@@ -68,41 +72,48 @@ TEST(Date, NoticesAnotherZone) {
 }
 
 TEST(Date, ReadsCanonicalDatesExactly) {
-  struct { char const* name; char const* text; std::optional<std::int64_t> expected; } const rows[] = {
-    { "in UTC",              "2024-02-29 12:34:56", 1709210096 },
-    { "first year",          "0000-01-01 00:00:00", -62167219200 },
-    { "last year",           "9999-12-31 23:59:59", 253402300799 },
-    { "no such leap day",    "2023-02-29 00:00:00", std::nullopt },
-    { "no such day",         "2024-04-31 00:00:00", std::nullopt },
-    { "day zero",            "2024-04-00 00:00:00", std::nullopt },
-    { "no such month",       "2024-13-01 00:00:00", std::nullopt },
-    { "hour",                "2024-01-01 24:00:00", std::nullopt },
-    { "minute",              "2024-01-01 00:60:00", std::nullopt },
-    { "second",              "2024-01-01 00:00:60", std::nullopt },
-    { "separator",           "2024-01-01T00:00:00", std::nullopt },
-    { "sign in a number",    "2024-01-01 00:00:+1", std::nullopt },
-    { "too short",           "2024-01-01 00:00:0",  std::nullopt },
-    { "too long",            "2024-01-01 00:00:000", std::nullopt },
-    { "nothing",             "",                    std::nullopt },
+  struct {
+    char const* name;
+    char const* text;
+    std::optional<std::int64_t> expected;
+  } const rows[] = {
+    { "in UTC", "2024-02-29 12:34:56", 1709210096 },
+    { "first year", "0000-01-01 00:00:00", -62167219200 },
+    { "last year", "9999-12-31 23:59:59", 253402300799 },
+    { "no such leap day", "2023-02-29 00:00:00", std::nullopt },
+    { "no such day", "2024-04-31 00:00:00", std::nullopt },
+    { "day zero", "2024-04-00 00:00:00", std::nullopt },
+    { "no such month", "2024-13-01 00:00:00", std::nullopt },
+    { "hour", "2024-01-01 24:00:00", std::nullopt },
+    { "minute", "2024-01-01 00:60:00", std::nullopt },
+    { "second", "2024-01-01 00:00:60", std::nullopt },
+    { "separator", "2024-01-01T00:00:00", std::nullopt },
+    { "sign in a number", "2024-01-01 00:00:+1", std::nullopt },
+    { "too short", "2024-01-01 00:00:0", std::nullopt },
+    { "too long", "2024-01-01 00:00:000", std::nullopt },
+    { "nothing", "", std::nullopt },
   };
   for (auto const& row : rows)
     EXPECT_EQ(parse_canonical_date(row.text), row.expected) << row.name;
 }
 
 TEST(Date, ReadsCanonicalDatesWithAZone) {
-  struct { char const* text; char const* expected; } const rows[] = {
-    { "2024-02-29 12:34:56 +0000",  "2024-02-29 12:34:56" },
-    { "2024-03-01 00:30:00 +0200",  "2024-02-29 22:30:00" },
-    { "2024-02-29 20:00:00 -0830",  "2024-03-01 04:30:00" },
-    { "2024-02-29 12:34:56",        nullptr },
-    { "2024-02-29 12:34:56 ",       nullptr },
-    { "2024-02-29 12:34:56 0200",   nullptr },
+  struct {
+    char const* text;
+    char const* expected;
+  } const rows[] = {
+    { "2024-02-29 12:34:56 +0000", "2024-02-29 12:34:56" },
+    { "2024-03-01 00:30:00 +0200", "2024-02-29 22:30:00" },
+    { "2024-02-29 20:00:00 -0830", "2024-03-01 04:30:00" },
+    { "2024-02-29 12:34:56", nullptr },
+    { "2024-02-29 12:34:56 ", nullptr },
+    { "2024-02-29 12:34:56 0200", nullptr },
     { "2024-02-29 12:34:56 +02:00", nullptr },
-    { "2024-02-29 12:34:56 +0260",  nullptr },
-    { "2024-02-29 12:34:56 +2400",  nullptr },
-    { "2024-02-30 12:34:56 +0200",  nullptr },
-    { "2024-02-29 12:34:56 GMT",    nullptr },
-    { "not a date",                 nullptr },
+    { "2024-02-29 12:34:56 +0260", nullptr },
+    { "2024-02-29 12:34:56 +2400", nullptr },
+    { "2024-02-30 12:34:56 +0200", nullptr },
+    { "2024-02-29 12:34:56 GMT", nullptr },
+    { "not a date", nullptr },
   };
   for (auto const& row : rows) {
     auto const expected = row.expected ? parse_canonical_date(row.expected) : std::nullopt;
@@ -118,22 +129,27 @@ TEST(LocaleDates, ShowTheLongDateAndTheShortTime) {
 
 TEST(LocaleDates, CountUnitsOfTheCalendar) {
   using enum calendar_unit_t;
-  struct { char const* name; char const* from; char const* to; calendar_unit_t unit; std::optional<int> expected; } const
-      rows[] = {
-    { "a year and a month, in years",  "2023-01-10 12:00:00", "2024-02-10 12:00:00", years,   1 },
-    { "a year and a month, in months", "2023-01-10 12:00:00", "2024-02-10 12:00:00", months,  13 },
-    { "not quite a year",              "2023-01-10 12:00:00", "2024-01-10 11:59:59", years,   0 },
-    { "end of a short month",          "2023-01-31 12:00:00", "2023-02-28 12:00:00", days,    28 },
-    { "a day and three hours",         "2023-01-10 12:00:00", "2023-01-11 15:00:00", hours,   27 },
-    { "a day with 23 hours",           "2024-03-30 12:00:00", "2024-03-31 11:00:00", days,    1 },
-    { "its hours",                     "2024-03-30 12:00:00", "2024-03-31 11:00:00", hours,   23 },
-    { "a day with 25 hours, too soon", "2024-10-26 12:00:00", "2024-10-27 12:00:00", days,    0 },
-    { "leap day to leap day",          "2020-02-29 12:00:00", "2024-02-29 12:00:00", years,   4 },
-    { "minutes",                       "2023-01-10 12:00:00", "2023-01-10 13:59:59", minutes, 119 },
-    { "seconds",                       "2023-01-10 12:00:00", "2023-01-10 12:00:01", seconds, 1 },
-    { "the future",                    "2023-01-10 12:00:00", "2023-01-10 10:59:00", hours,   -1 },
-    { "the near future",               "2023-01-10 12:00:00", "2023-01-10 11:59:30", minutes, 0 },
-    { "more seconds than fit",         "1900-01-01 00:00:00", "2024-01-01 00:00:00", seconds, std::nullopt },
+  struct {
+    char const* name;
+    char const* from;
+    char const* to;
+    calendar_unit_t unit;
+    std::optional<int> expected;
+  } const rows[] = {
+    { "a year and a month, in years", "2023-01-10 12:00:00", "2024-02-10 12:00:00", years, 1 },
+    { "a year and a month, in months", "2023-01-10 12:00:00", "2024-02-10 12:00:00", months, 13 },
+    { "not quite a year", "2023-01-10 12:00:00", "2024-01-10 11:59:59", years, 0 },
+    { "end of a short month", "2023-01-31 12:00:00", "2023-02-28 12:00:00", days, 28 },
+    { "a day and three hours", "2023-01-10 12:00:00", "2023-01-11 15:00:00", hours, 27 },
+    { "a day with 23 hours", "2024-03-30 12:00:00", "2024-03-31 11:00:00", days, 1 },
+    { "its hours", "2024-03-30 12:00:00", "2024-03-31 11:00:00", hours, 23 },
+    { "a day with 25 hours, too soon", "2024-10-26 12:00:00", "2024-10-27 12:00:00", days, 0 },
+    { "leap day to leap day", "2020-02-29 12:00:00", "2024-02-29 12:00:00", years, 4 },
+    { "minutes", "2023-01-10 12:00:00", "2023-01-10 13:59:59", minutes, 119 },
+    { "seconds", "2023-01-10 12:00:00", "2023-01-10 12:00:01", seconds, 1 },
+    { "the future", "2023-01-10 12:00:00", "2023-01-10 10:59:00", hours, -1 },
+    { "the near future", "2023-01-10 12:00:00", "2023-01-10 11:59:30", minutes, 0 },
+    { "more seconds than fit", "1900-01-01 00:00:00", "2024-01-01 00:00:00", seconds, std::nullopt },
   };
   for (auto const& row : rows)
     EXPECT_EQ(calendar_difference(utc(row.from), utc(row.to), row.unit), row.expected) << row.name;

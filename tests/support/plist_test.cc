@@ -32,30 +32,41 @@ std::string error_of(std::string_view text) {
 }
 
 TEST(Plist, ReadsValues) {
-  struct { char const* name; char const* text; value_t expected; } const rows[] = {
-    { "plain text",              "a_b$c/d:e.f-9",                 "a_b$c/d:e.f-9" },
-    { "slashes inside of text",  "http://x//y",                   "http://x//y" },
-    { "quoted",                  "\"a b\"",                       "a b" },
-    { "single quotes",           "'say \"x\"'",                   "say \"x\"" },
-    { "quoted line feed",        "\"a\nb\"",                      "a\nb" },
-    { "comment signs in quotes", "\"/*a//b\"",                    "/*a//b" },
-    { "letters escaped",         "\"\\a\\b\\f\\n\\r\\t\\v\"",     "\a\b\f\n\r\t\v" },
-    { "others escaped",          "\"\\\"\\\\\\'\\q\"",            "\"\\'q" },
-    { "octal",                   "\"\\1012 \\7z\\0331\"",         "A2 \az\0331" },
-    { "UTF-16",                  "\"\\U00e4\\U20AC\\U41g\"",      "\xC3\xA4\xE2\x82\xAC" "Ag" },
-    { "pair of UTF-16",          "\"\\Ud83d\\Ude00\"",            "\xF0\x9F\x98\x80" },
-    { "half a pair",             "\"\\Ud83dx\\Ude00\\Ud83d\\U0041\"", "\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBD" "A" },
-    { "U without digits",        "\"\\Ux\"",                      "Ux" },
-    { "data",                    "<0fBD 77\n1c>",                 plist::data_t{ "\x0F\xBD\x77\x1C" } },
-    { "no data",                 "< >",                           plist::data_t{} },
-    { "array",                   "(a, \"b\", (c), {d = e;})",     array_t{ "a", "b", array_t{ "c" }, dictionary_t{ { "d", "e" } } } },
-    { "comma at the end",        "(a,)",                          array_t{ "a" } },
-    { "empty array",             "( )",                           array_t{} },
-    { "empty dictionary",        "{}",                            dictionary_t{} },
-    { "dictionary",              "{a=b;\"c d\" = <41>;}",         dictionary_t{ { "a", "b" }, { "c d", plist::data_t{ "A" } } } },
-    { "last of equal keys",      "{a=b;a=c;}",                    dictionary_t{ { "a", "c" } } },
-    { "comments",                "//x\n/* { */(/**/a /* **/,//)\nb)//", array_t{ "a", "b" } },
-    { "byte order mark",         "\xEF\xBB\xBF" "a",              "a" },
+  struct {
+    char const* name;
+    char const* text;
+    value_t expected;
+  } const rows[] = {
+    { "plain text", "a_b$c/d:e.f-9", "a_b$c/d:e.f-9" },
+    { "slashes inside of text", "http://x//y", "http://x//y" },
+    { "quoted", "\"a b\"", "a b" },
+    { "single quotes", "'say \"x\"'", "say \"x\"" },
+    { "quoted line feed", "\"a\nb\"", "a\nb" },
+    { "comment signs in quotes", "\"/*a//b\"", "/*a//b" },
+    { "letters escaped", "\"\\a\\b\\f\\n\\r\\t\\v\"", "\a\b\f\n\r\t\v" },
+    { "others escaped", "\"\\\"\\\\\\'\\q\"", "\"\\'q" },
+    { "octal", "\"\\1012 \\7z\\0331\"", "A2 \az\0331" },
+    { "UTF-16", "\"\\U00e4\\U20AC\\U41g\"",
+      "\xC3\xA4\xE2\x82\xAC"
+      "Ag" },
+    { "pair of UTF-16", "\"\\Ud83d\\Ude00\"", "\xF0\x9F\x98\x80" },
+    { "half a pair", "\"\\Ud83dx\\Ude00\\Ud83d\\U0041\"",
+      "\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBD"
+      "A" },
+    { "U without digits", "\"\\Ux\"", "Ux" },
+    { "data", "<0fBD 77\n1c>", plist::data_t{ "\x0F\xBD\x77\x1C" } },
+    { "no data", "< >", plist::data_t{} },
+    { "array", "(a, \"b\", (c), {d = e;})", array_t{ "a", "b", array_t{ "c" }, dictionary_t{ { "d", "e" } } } },
+    { "comma at the end", "(a,)", array_t{ "a" } },
+    { "empty array", "( )", array_t{} },
+    { "empty dictionary", "{}", dictionary_t{} },
+    { "dictionary", "{a=b;\"c d\" = <41>;}", dictionary_t{ { "a", "b" }, { "c d", plist::data_t{ "A" } } } },
+    { "last of equal keys", "{a=b;a=c;}", dictionary_t{ { "a", "c" } } },
+    { "comments", "//x\n/* { */(/**/a /* **/,//)\nb)//", array_t{ "a", "b" } },
+    { "byte order mark",
+      "\xEF\xBB\xBF"
+      "a",
+      "a" },
   };
   for (auto const& row : rows) {
     EXPECT_EQ(error_of(row.text), "") << row.name;
@@ -64,27 +75,30 @@ TEST(Plist, ReadsValues) {
 }
 
 TEST(Plist, SaysWhereReadingStopped) {
-  struct { char const* text; char const* expected; } const rows[] = {
-    { "",                      "1:1 Expected a value" },
-    { "\n  // x",              "2:7 Expected a value" },
-    { "{a = b}",               "1:7 Expected ';' after the value" },
+  struct {
+    char const* text;
+    char const* expected;
+  } const rows[] = {
+    { "", "1:1 Expected a value" },
+    { "\n  // x", "2:7 Expected a value" },
+    { "{a = b}", "1:7 Expected ';' after the value" },
     { "{\n  a = b;\n  c d;\n}", "3:5 Expected '=' after the key" },
-    { "{\n  = b;\n}",          "2:3 Expected a key or '}'" },
-    { "{a = ;}",               "1:6 Expected a value" },
-    { "(a b)",                 "1:4 Expected ',' or ')' after the value" },
-    { "(,)",                   "1:2 Expected a value" },
-    { "(a,\n{b = (c;\n",       "2:8 Expected ',' or ')' after the value" },
-    { "a\n\n b",               "3:2 Unexpected text after the value" },
-    { "\n \"a\nb",             "2:2 Unclosed text" },
-    { "'a\\'",                 "1:1 Unclosed text" },
-    { "(\n a, /* \n",          "2:5 Unclosed comment" },
-    { "a /*/",                 "1:3 Unclosed comment" },
-    { "{ a = { b = c; ",       "1:7 Unclosed dictionary" },
-    { "(a",                    "1:1 Unclosed array" },
-    { " <00",                  "1:2 Unclosed data" },
-    { "<0>",                   "1:2 Expected two hexadecimal digits or '>'" },
-    { "<00 x0>",               "1:5 Expected two hexadecimal digits or '>'" },
-    { "{#a = b;}",             "1:2 Expected a key or '}'" },
+    { "{\n  = b;\n}", "2:3 Expected a key or '}'" },
+    { "{a = ;}", "1:6 Expected a value" },
+    { "(a b)", "1:4 Expected ',' or ')' after the value" },
+    { "(,)", "1:2 Expected a value" },
+    { "(a,\n{b = (c;\n", "2:8 Expected ',' or ')' after the value" },
+    { "a\n\n b", "3:2 Unexpected text after the value" },
+    { "\n \"a\nb", "2:2 Unclosed text" },
+    { "'a\\'", "1:1 Unclosed text" },
+    { "(\n a, /* \n", "2:5 Unclosed comment" },
+    { "a /*/", "1:3 Unclosed comment" },
+    { "{ a = { b = c; ", "1:7 Unclosed dictionary" },
+    { "(a", "1:1 Unclosed array" },
+    { " <00", "1:2 Unclosed data" },
+    { "<0>", "1:2 Expected two hexadecimal digits or '>'" },
+    { "<00 x0>", "1:5 Expected two hexadecimal digits or '>'" },
+    { "{#a = b;}", "1:2 Expected a key or '}'" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(error_of(row.text), row.expected) << row.text;
@@ -147,8 +161,10 @@ TEST(Plist, SurvivesEveryPrefixAndEveryWrongByte) {
 }
 
 TEST(Plist, AnswersWithTheFallbackForOtherKinds) {
-  auto const root = parsed("{ yes = YES; one = 1; no = false; word = maybe; n = -12; m = 12x; big = 9223372036854775808;"
-                           "  list = (a, (b), c); map = { k = v; }; }").value;
+  auto const root = parsed(
+                        "{ yes = YES; one = 1; no = false; word = maybe; n = -12; m = 12x; big = 9223372036854775808;"
+                        "  list = (a, (b), c); map = { k = v; }; }")
+                        .value;
   dictionary_t const& entries = *root.dictionary();
   EXPECT_TRUE(plist::get_boolean(entries, "yes"));
   EXPECT_TRUE(plist::get_boolean(entries, "one"));

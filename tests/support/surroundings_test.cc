@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 class Preferences : public testing::Test {
- protected:
+protected:
   void write(std::string_view content) {
     _folder.write("postwick/preferences.plist", content);
     preferences::reset();
@@ -62,9 +62,12 @@ TEST_F(Preferences, AnswersInTheKindThatIsAsked) {
 
 TEST_F(Preferences, WarnsOfAFileThatItCannotUse) {
   std::string const file = path::join(_folder.path(), "postwick/preferences.plist");
-  struct { char const* content; std::string expected; } const rows[] = {
+  struct {
+    char const* content;
+    std::string expected;
+  } const rows[] = {
     { "{\n a = b }", "Warning: Unable to parse '" + file + "': line 2, column 8: Expected ';' after the value\n" },
-    { "(a)",         "Warning: '" + file + "' does not hold a dictionary\n" },
+    { "(a)", "Warning: '" + file + "' does not hold a dictionary\n" },
   };
   for (auto const& row : rows) {
     write(row.content);
@@ -172,10 +175,8 @@ TEST(Application, KeepsItsFilesWhereTheUserSays) {
 }
 
 class BasicEnvironment : public testing::Test {
- protected:
-  void add_program(std::string_view name) {
-    fs::permissions(_folder.write(name, "#!/bin/sh\n"), fs::perms::owner_all);
-  }
+protected:
+  void add_program(std::string_view name) { fs::permissions(_folder.write(name, "#!/bin/sh\n"), fs::perms::owner_all); }
   static std::string helper(char const* variable) {
     auto const environment = basic_environment();
     auto const found = environment.find(variable);
@@ -204,6 +205,12 @@ TEST_F(BasicEnvironment, KeepsWhatIsSet) {
   add_program("gpg");
   variable_guard_t const gpg("PW_GPG", "/opt/gpg=x");
   EXPECT_EQ(helper("PW_GPG"), "/opt/gpg=x");
+}
+
+TEST_F(BasicEnvironment, AddsNothingElse) {
+  variable_guard_t const no_path("PATH", std::nullopt);
+  EXPECT_FALSE(basic_environment().contains("PATH"));
+  EXPECT_EQ(helper("PW_GPG"), "not there");
 }
 
 TEST(Uuid, IsRandomAndUpperCase) {

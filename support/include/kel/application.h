@@ -7,7 +7,7 @@
 namespace kel {
 
 class application_t {
- public:
+public:
   static std::string name();  // "Postwick"
 
   // As the application told us with `set_version`; both are empty until then. May be called from any thread.

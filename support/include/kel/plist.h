@@ -40,7 +40,7 @@ struct data_t {
 
 // A text, data, an array or a dictionary. Numbers and booleans are texts; see `get_integer` and `get_boolean`.
 class value_t {
- public:
+public:
   value_t() = default;  // the empty text
   value_t(std::string text) : _content(std::move(text)) {}
   value_t(char const* text) : _content(std::string(text)) {}
@@ -58,7 +58,7 @@ class value_t {
 
   bool operator==(value_t const&) const;
 
- private:
+private:
   std::variant<std::string, data_t, array_t, dictionary_t> _content;
 };
 
@@ -70,7 +70,7 @@ struct error_t {
 };
 
 struct parsed_t {
-  value_t value;                 // the empty text when there is an error
+  value_t value;  // the empty text when there is an error
   std::optional<error_t> error;
 };
 

@@ -24,14 +24,14 @@ enum class option_t { none, ignore_case };
 
 // A compiled pattern. Compiled once, never changed, cheap to copy; any number of threads may search with one.
 class pattern_t {
- public:
+public:
   explicit pattern_t(std::string_view pattern, option_t option = option_t::none);
 
   // A pattern that does not compile finds nothing, and `error` says why and where.
   bool is_valid() const { return _error.empty(); }
   std::string const& error() const { return _error; }
 
- private:
+private:
   friend class searcher_t;
   struct compiled_t;
 
@@ -42,7 +42,7 @@ class pattern_t {
 // What a search found. Group 0 is the whole match. The positions point into the text that was searched and live as
 // long as it does.
 class match_t {
- public:
+public:
   explicit operator bool() const { return !_groups.empty(); }
 
   // Number of groups of the pattern, group 0 included; 0 without a match.
@@ -55,7 +55,7 @@ class match_t {
   char const* end(std::size_t group = 0) const { return group < count() ? _groups[group].last : nullptr; }
   std::string_view text(std::size_t group = 0) const { return { begin(group), end(group) }; }
 
- private:
+private:
   friend class searcher_t;
   struct group_t {
     char const* first;

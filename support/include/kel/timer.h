@@ -12,13 +12,13 @@ namespace kel {
 //
 //    timer_t const timer("field_parsers_init");
 class timer_t {
- public:
+public:
   explicit timer_t(std::string_view label);
   ~timer_t();
   timer_t(timer_t const&) = delete;
   timer_t& operator=(timer_t const&) = delete;
 
- private:
+private:
   std::string _label;
   std::chrono::steady_clock::time_point _start;
   bool _is_on;
