@@ -18,7 +18,7 @@ std::string absolute_path_in(char const* variable) {
 }
 
 std::string home() {
-  std::string const folder = absolute_path_in("HOME");
+  std::string folder = absolute_path_in("HOME");
   if (!folder.empty())
     return folder;
   std::array<char, 4096> buffer;
