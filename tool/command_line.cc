@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <iostream>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include <unistd.h>
 
@@ -17,11 +17,9 @@ namespace kel::tool {
 
 namespace {
 
-enum class colour_t { automatic, always, never };
-
-bool is_coloured(colour_t colour) {
-  if (colour != colour_t::automatic)
-    return colour == colour_t::always;
+bool is_coloured(std::string_view when) {
+  if (when != "auto")
+    return when == "always";
   char const* const forbidden = std::getenv("NO_COLOR");
   return ::isatty(STDOUT_FILENO) && !(forbidden && *forbidden);
 }
@@ -34,15 +32,10 @@ bool looks_like_input(std::string const& argument) {
          argument.ends_with(".mbox") || std::filesystem::exists(argument, ignored);
 }
 
-void part_paths_from_inputs(options_t& options, int argc, char** argv) {
-  auto const end = argv + argc;
-  auto const dashes =
-      std::find_if(argv + 1, end, [](char const* argument) { return std::strcmp(argument, "--") == 0; });
-  auto first_input = options.paths.end();
-  if (dashes != end)
-    first_input -= std::min<std::ptrdiff_t>(end - dashes - 1, std::ssize(options.paths));
-  else if (!options.paths.empty())
-    first_input = std::find_if(options.paths.begin() + 1, options.paths.end(), looks_like_input);
+void part_paths_from_inputs(options_t& options) {
+  if (options.paths.empty())
+    return;
+  auto const first_input = std::find_if(options.paths.begin() + 1, options.paths.end(), looks_like_input);
   options.inputs.assign(first_input, options.paths.end());
   options.paths.erase(first_input, options.paths.end());
 }
@@ -53,10 +46,8 @@ public:
     _app.set_version_flag("--version", "kelmime " KELMIME_VERSION);
     _app.require_subcommand(1);
     _app.fallthrough();
-    _app.add_option("--color", _colour, "Colour: auto (on a terminal, and without NO_COLOR), always, never")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, colour_t>{
-            { "auto", colour_t::automatic }, { "always", colour_t::always }, { "never", colour_t::never } }))
-        ->type_name("WHEN");
+    add_choice(_app, "--color", _colour, { "auto", "always", "never" },
+               "When to colour: auto is on a terminal and without NO_COLOR (default)");
     _app.footer(
         "INPUT is a message file, \"-\" for standard input (the default when it is no terminal), a Maildir folder or "
         "an\n"
@@ -83,10 +74,17 @@ public:
     add_index();
   }
 
+  // What stands behind "--" is input, and the options library does not see it.
   std::optional<command_t> read(int argc, char** argv, exit_status_t& status) {
+    auto const end = argv + argc;
+    auto const dashes = std::find_if(argv, end, [](char const* argument) { return std::strcmp(argument, "--") == 0; });
     try {
-      _app.parse(argc, argv);
-      return command(argc, argv);
+      _app.parse(static_cast<int>(dashes - argv), argv);
+      if (_command.verb == get && dashes == end)
+        part_paths_from_inputs(_options);
+      if (dashes != end)
+        _options.inputs.insert(_options.inputs.end(), dashes + 1, end);
+      return command();
     } catch (CLI::ParseError const& error) {
       status = _app.exit(error) == 0 ? done : misused;
     }
@@ -94,6 +92,11 @@ public:
   }
 
 private:
+  static void add_choice(CLI::App& app, char const* name, std::string& choice, std::vector<std::string> const& words,
+                         char const* description) {
+    app.add_option(name, choice, description)->check(CLI::IsMember(words))->type_name("");
+  }
+
   CLI::App& add_bare_verb(char const* name, command_t const& what, char const* description, char const* example) {
     CLI::App* const verb = _app.add_subcommand(name, description);
     verb->footer(std::string("Example:\n  ") + example);
@@ -122,11 +125,8 @@ private:
     CLI::App& verb = add_verb(
         "json", json, "Write everything as JSON (RFC 8621), indented for one message, one line a message for many",
         "kelmime json message.eml | jq .subject");
-    verb.add_option("--bodies", _options.bodies,
-                    "Text to include: none, text (what is no attachment; the default), all (every text part)")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, bodies_t>{
-            { "none", bodies_t::none }, { "text", bodies_t::text }, { "all", bodies_t::all } }))
-        ->type_name("WHICH");
+    add_choice(verb, "--bodies", _bodies, { "none", "text", "all" },
+               "Text to include: text is what is no attachment (default), all is every text part");
   }
 
   void add_extract() {
@@ -152,9 +152,7 @@ private:
         ->type_name("N");
   }
 
-  command_t command(int argc, char** argv) {
-    if (_command.verb == get)
-      part_paths_from_inputs(_options, argc, argv);
+  command_t command() {
     if (_options.lists_paths)
       _command = { .whole_run = [](options_t const&, output_t& out) { return list_paths(out); } };
     else if (_command.verb == get && _options.paths.empty())
@@ -163,13 +161,15 @@ private:
       throw CLI::RequiredError("INPUT");
     else if (_options.inputs.empty())
       _options.inputs = { "-" };
+    _options.bodies = _bodies == "none" ? bodies_t::none : _bodies == "all" ? bodies_t::all : bodies_t::text;
     _options.is_coloured = is_coloured(_colour);
     _command.options = _options;
     return _command;
   }
 
   CLI::App _app{ "Reads every Internet message.", "kelmime" };
-  colour_t _colour = colour_t::automatic;
+  std::string _colour = "auto";
+  std::string _bodies = "text";
   options_t _options;
   command_t _command;
 };

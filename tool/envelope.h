@@ -15,7 +15,7 @@ struct address_t {
   std::string email;  // empty for an empty group
 };
 
-// The elements of an address header in message order, groups opened; nothing when the header is not there.
+// The elements of an address header in message order; nothing when the header is not there.
 std::optional<std::vector<address_t>> addresses_of(body_part_t& part, std::string const& header);
 
 // The message IDs in a header, without their angle brackets; nothing when the header is not there.

@@ -1,6 +1,8 @@
 #include "json_writer.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -28,9 +30,28 @@ void append_member(json_t& object, std::string_view key, json_t value) {
   object.get_ref<json_t::object_t&>().emplace_back(std::string(key), std::move(value));
 }
 
+// JSON lets U+007F to U+009F stand as they are, a terminal obeys some of them. They occur inside strings only.
+std::string with_controls_escaped(std::string const& text) {
+  std::string out;
+  out.reserve(text.size() + 1);
+  std::size_t copied = 0;
+  for (std::size_t i = text.find_first_of("\x7f\xc2"); i != text.npos; i = text.find_first_of("\x7f\xc2", i)) {
+    std::size_t const start = i;
+    character_t const character = take_character(text, i);
+    if (!is_control(character.value))
+      continue;
+    std::array<char, 8> escape;
+    std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(character.value));
+    out.append(text, copied, start - copied).append(escape.data());
+    copied = i;
+  }
+  return out.append(text, copied);
+}
+
 std::string text_of(json_t const& value, json_style_t style) {
   int const indent = style == json_style_t::indented ? 2 : -1;
-  return value.dump(indent, ' ', /*ensure_ascii*/ false, json_t::error_handler_t::replace) + "\n";
+  std::string const text = value.dump(indent, ' ', /*ensure_ascii*/ false, json_t::error_handler_t::replace);
+  return with_controls_escaped(text) + "\n";
 }
 
 template <typename T>
@@ -67,7 +88,7 @@ json_t headers_json(body_part_t& part) {
 // The part without its children. The hash of a part with children would cost its size again at each level.
 json_t own_json(part_t const& part) {
   bool const is_leaf = part.children.empty();
-  std::string_view const bytes = is_leaf ? part.body->decoded_body() : std::string_view();
+  std::string_view const bytes = part.body->decoded_body();
   json_t own = json_t::object();
   append_member(own, "partId", part.number.empty() ? json_t() : json_t(part.number));
   append_member(own, "type", part.type);

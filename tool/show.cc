@@ -49,16 +49,17 @@ void write_files(opened_message_t const& opened, body_lists_t const& lists, outp
   }
 }
 
-void write_problems(opened_message_t const& opened, message_t const& message, output_t& out) {
+// Empty without problems.
+std::string problems_line(opened_message_t const& opened, message_t const& message) {
   auto const deviations = opened.deviations();
   if (deviations.empty())
-    return;
+    return {};
   auto const serious = std::ranges::count_if(deviations, [](auto const& deviation) { return !deviation.is_low(); });
   std::string line =
       "Problems: " + std::to_string(deviations.size()) + (deviations.size() == 1 ? " deviation" : " deviations");
   if (serious > 0)
     line += ", " + std::to_string(serious) + " of them serious";
-  out << "\n" << out.yellow(line + ": kelmime lint " + as_field(message.name)) << "\n";
+  return line + ": kelmime lint " + as_field(message.name);
 }
 
 }  // namespace
@@ -66,11 +67,14 @@ void write_problems(opened_message_t const& opened, message_t const& message, ou
 exit_status_t show(message_t const& message, options_t const& options, output_t& out) {
   opened_message_t const opened(message);
   body_lists_t const lists = sort_bodies(opened.parts());
+  // Counted now: asking for the names to save under can make records again.
+  std::string const problems = problems_line(opened, message);
   write_heading(message, options, out);
   write_main_headers(opened.root(), out);
   write_text(readable_text(opened.parts(), lists), out);
   write_files(opened, lists, out);
-  write_problems(opened, message, out);
+  if (!problems.empty())
+    out << "\n" << out.yellow(problems) << "\n";
   return done;
 }
 
