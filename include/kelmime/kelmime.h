@@ -2,6 +2,7 @@
 #pragma once
 
 #include <kelmime/address.h>
+#include <kelmime/application.h>
 #include <kelmime/body.h>
 #include <kelmime/body_parser.h>
 #include <kelmime/bytes.h>
