@@ -356,7 +356,10 @@ private:
 
 }  // namespace
 
-bool value_t::operator==(value_t const&) const = default;
+// Not defaulted: clang 14 breaks down over a defaulted comparison of a type that contains itself.
+bool value_t::operator==(value_t const& other) const {
+  return _content == other._content;
+}
 
 parsed_t parse(std::string_view text) {
   return parser_t(text).parse();
