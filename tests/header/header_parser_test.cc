@@ -1,0 +1,93 @@
+#include <kelmime/header_parser.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include <kelmime/unset.h>
+
+namespace kel::header_parser {
+
+namespace {
+
+std::string located(std::string_view name, std::string_view block) {
+  std::vector<char> const bytes(block.begin(), block.end());
+  auto const [first, last] = locate_header(name, bytes.data(), bytes.data() + bytes.size());
+  return { first, last };
+}
+
+std::string wrapped(std::string const& line, std::size_t soft = 78, std::size_t hard = 998) {
+  std::string out;
+  wrap(line.begin(), line.end(), std::back_inserter(out), soft, hard);
+  return out;
+}
+
+std::size_t longest_line(std::string_view text) {
+  std::size_t longest = 0;
+  while (!text.empty()) {
+    std::size_t const length = std::min(text.find('\n'), text.size());
+    longest = std::max(longest, length);
+    text.remove_prefix(std::min(length + 1, text.size()));
+  }
+  return longest;
+}
+
+}  // namespace
+
+TEST(HeaderParser, EveryKindOfBody) {
+  std::string const body = "Ann <a@x>, b@y";
+  field_path_t const path = { "to", "split", "address" };
+  EXPECT_EQ(parse_from_header("to.split.address", body), "a@x");
+  EXPECT_EQ(parse_from_header("to.split.address", body.c_str()), "a@x");
+  EXPECT_EQ(parse_from_header("to.split.address", to_hstring(body)), "a@x");
+  EXPECT_EQ(parse_from_header(path, to_hstring(body)), "a@x");
+  EXPECT_EQ(parse_all_from_header("to.split.address", to_hstring(body)), (std::vector<std::string>{ "a@x", "b@y" }));
+  EXPECT_EQ(parse_from_header("to.split.address", "nobody"), unset_string);
+  EXPECT_EQ(parse_from_header("x.y", header_string_t{}), "");
+}
+
+TEST(HeaderParser, LocatesHeaders) {
+  std::string const block = "X: about Subject: \nSubject: a\n b\n\tc\nTo: d";
+  EXPECT_EQ(located("Subject:", block), "Subject: \n") << "not anchored at line starts";
+  EXPECT_EQ(located("Subject: a", block), "Subject: a\n b\n\tc\n");
+  EXPECT_EQ(located("To:", block), "To: d");
+  EXPECT_EQ(located("cc:", block), "");
+}
+
+TEST(Wrap, FoldsBetweenElements) {
+  struct {
+    char const* name;
+    char const* line;
+    char const* expected;
+  } const rows[] = {
+    { "short", "To: a@x, b@y", "To: a@x, b@y" },
+    { "addresses", "To: \"Doe, J\" <a@x>, Bob B <b@y>, c@z", "To: \"Doe, J\" <a@x>,\n Bob B <b@y>, c@z" },
+    { "no blank behind the comma", "To: aaaaaaaa@x,bbbbbbbb@y,c@z", "To: aaaaaaaa@x,\n bbbbbbbb@y,c@z" },
+    { "words", "Subject: one two three four five", "Subject: one two\n three four five" },
+    { "quoted words", "X-Any: one \"two three\" four", "X-Any: one\n \"two three\" four" },
+    { "long first word", "Subject: onetwothreefourfive six", "Subject: onetwothreefourfive\n six" },
+    { "blanks at the end", "Subject: one two three   ", "Subject: one two\n three   " },
+    { "without a name", "onetwothree fourfivesixseven", "onetwothree fourfivesixseven" },
+  };
+  for (auto const& row : rows)
+    EXPECT_EQ(wrapped(row.line, 20), row.expected) << row.name;
+}
+
+TEST(Wrap, KeepsTheHardLimitAtBlanks) {
+  std::string const element = "To: \"" + std::string(30, 'a') + " " + std::string(30, 'b') + "\" <c@d>";
+  EXPECT_EQ(wrapped(element, 20, 200), element);
+  std::string const broken = wrapped(element, 20, 50);
+  EXPECT_LE(longest_line(broken), 50U);
+
+  std::string line = "Subject:";
+  for (int i = 0; i < 3000; ++i)
+    line += i % 7 == 0 ? "  word" : " x\"";
+  std::string text = wrapped(line);
+  EXPECT_LE(longest_line(text), 998U);
+  EXPECT_GT(std::ranges::count(text, '\n'), 3);
+  std::erase(text, '\n');
+  EXPECT_EQ(text, line) << "unfolding gives the line back";
+  EXPECT_EQ(wrapped("X: " + std::string(2000, 'a')), "X:\n " + std::string(2000, 'a')) << "a word is never broken";
+}
+
+}  // namespace kel::header_parser

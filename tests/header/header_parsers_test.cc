@@ -1,0 +1,216 @@
+#include <kelmime/header_parsers.h>
+
+#include <gtest/gtest.h>
+
+#include <header/field_registry.h>
+#include <kel/plist.h>
+#include <kelmime/unset.h>
+
+#include "../helpers/surroundings.h"
+
+namespace kel {
+
+namespace {
+
+using type_t = field_parser_t::type_t;
+using texts_t = std::vector<std::string>;
+
+texts_t values(field_parser_t const& parser, std::string_view text) {
+  texts_t out;
+  std::vector<char> const bytes(text.begin(), text.end());
+  parser.parse_field({ bytes.data(), bytes.size() }, std::back_inserter(out));
+  return out;
+}
+
+texts_t values(char const* pattern, type_t type, bool quoted, std::string_view text) {
+  return values(field_parser_t(pattern, 1, type, quoted), text);
+}
+
+plist::dictionary_t specifiers(std::string_view text) {
+  plist::parsed_t const parsed = plist::parse(text);
+  EXPECT_FALSE(parsed.error) << parsed.error->message;
+  return *parsed.value.dictionary();
+}
+
+texts_t texts(std::set<field_path_t> const& paths) {
+  texts_t result;
+  for (field_path_t const& path : paths)
+    result.push_back(to_s(path));
+  return result;
+}
+
+std::string warnings_of(std::string_view parsers) {
+  testing::internal::CaptureStderr();
+  field_registry_t const registry(specifiers("{ parsers = {" + std::string(parsers) + "}; }"));
+  return testing::internal::GetCapturedStderr();
+}
+
+}  // namespace
+
+TEST(FieldParser, Captures) {
+  EXPECT_EQ(values("(\\w+)=", type_t::text, false, "a=b=c"), (texts_t{ "a", "b" }));
+  EXPECT_EQ(values("\"((?:[^\"\\\\]|\\\\.)*)\"", type_t::text, true, "\"a\\\"b\" \"c\""), (texts_t{ "a\"b", "c" }));
+  EXPECT_EQ(values("\"(.*)\"", type_t::text, false, "\"a\\b\""), (texts_t{ "a\\b" }));
+  EXPECT_EQ(values("(.*)", type_t::no_tabs, false, "a\tb  "), (texts_t{ "a b" }));
+  EXPECT_EQ(values("(.*)", type_t::no_tabs, false, "   "), (texts_t{ "" }));
+  EXPECT_EQ(values("(.*)", type_t::no_tabs, false, "a\t "), (texts_t{ "a " }));
+  EXPECT_EQ(values("(\\d+)", type_t::formatted_size, false, "1536"), (texts_t{ "1.5 KB" }));
+  EXPECT_EQ(values("(x*)", type_t::text, false, "axb"), (texts_t{ "", "x", "" })) << "empty matches do not stay";
+  EXPECT_EQ(values("(.*)", type_t::text, false, ""), texts_t{});
+  EXPECT_EQ(values("(a)|b", type_t::text, false, "bab"), (texts_t{ "a" }));
+}
+
+TEST(FieldParser, FirstAddedGroupThatParticipates) {
+  field_parser_t parser("(a)(b)?", 2, type_t::text, false);
+  parser.add_capture_index(1, type_t::text, false);
+  parser.add_capture_index(7, type_t::text, false);
+  EXPECT_EQ(values(parser, "aab"), (texts_t{ "a", "b" }));
+  EXPECT_EQ(parser.parse_field("ab"), "b");
+  EXPECT_EQ(parser.parse_field("x"), unset_string);
+  EXPECT_EQ(parser.parse_field(to_hstring("a")), "a");
+}
+
+TEST(FieldParser, CallablesTakePrecedence) {
+  field_parser_t parser("unknown", 0, type_t::function, false);
+  EXPECT_FALSE(parser.has_function());
+  EXPECT_EQ(values(parser, "x"), texts_t{});
+
+  // Never advances; the walk over the value ends all the same.
+  parser.set_char_function([](char const*& cursor, char const*) { return header::match_t{ cursor, cursor + 1 }; });
+  EXPECT_EQ(values(parser, "xy"), (texts_t{ "x" }));
+  parser.set_char_function([](char const*& cursor, char const*) {
+    ++cursor;
+    return header::match_t{ cursor - 1, cursor };
+  });
+  EXPECT_EQ(values(parser, "xy"), (texts_t{ "x", "y" }));
+  parser.set_transform_char_function([](char const* first, char const* last) { return std::string(first, last) + "!"; });
+  EXPECT_EQ(values(parser, "xy"), (texts_t{ "xy!" }));
+  parser.set_transform_function([](std::string const& value) { return value == "no" ? unset_string : value + "?"; });
+  EXPECT_EQ(values(parser, "xy"), (texts_t{ "xy?" }));
+  EXPECT_EQ(values(parser, "no"), texts_t{});
+  EXPECT_TRUE(parser.has_function());
+}
+
+TEST(FieldParser, WithoutSpecifierStringsPass) {
+  texts_t const in = { "a", "b" };
+  texts_t out;
+  field_parser_t("", 0, type_t::function, false).parse_fields(in.begin(), in.end(), std::back_inserter(out));
+  EXPECT_EQ(out, in);
+}
+
+TEST(FieldParserDeathTest, Misuse) {
+  EXPECT_DEATH(field_parser_t("", 1, type_t::text, false), "^Empty regex not allowed\n");
+  EXPECT_DEATH(field_parser_t("(a)", 1, type_t::no_tabs, false).add_capture_index(2, type_t::text, false),
+               "^Fatal: Mismatching capture types \\(4 != 0\\)\n");
+  EXPECT_DEATH(values("(a)", type_t::relative_date, false, "a"), "^Fatal: ");
+  EXPECT_DEATH(field_parsers_init::get_field_parsers_for_function("nosuch"),
+               "^Fatal: Function named “nosuch” does not exist.\n");
+}
+
+// One entry in each of its forms.
+TEST(FieldRegistry, BuildsPaths) {
+  field_registry_t const registry(specifiers(R"plist({
+    parsers = {
+      top = { headers = (h, "", i); header = j;
+              functions = ({ specifier = split; canBeImplicit = YES; parsers = (leaf); });
+              specifierRegexFormatString = "(?:${left})=(\\d+)"; variables = { left = "[a-z]+"; };
+              specifierCaptures = { 1 = { specifier = number; }; }; };
+      leaf = { specifierCaptures = { 0 = { specifier = whole; }; }; };
+      order = { header = o; specifierRegex = "(a)(b)?(c)?(d)?(e)?(f)?(g)?(h)?(i)?(j)?";
+                specifierCaptures = { 2 = { specifier = x; }; 10 = { specifier = x; }; 1 = { specifier = x; }; }; };
+      short = { header = s; specifierRegex = ".+";
+                specifierCaptures = { 0 = { specifier = all; alwaysImplicit = YES; parsers = (leaf); }; }; };
+    };
+    headers = ("plain", "#p.'a.b'", "");
+    shorthands = { any = { specifiers = ("h.split", "i.number"); }; };
+  })plist"));
+
+  EXPECT_EQ(texts(registry.paths()),
+            (texts_t{ "#p.'a.b'", "h.number", "h.split", "h.whole", "i.number", "i.split", "i.whole", "j.number", "j.split",
+                      "j.whole", "o.x", "plain", "s", "s.whole" }));
+  EXPECT_EQ(registry.first_value({ "h", "number" }, "ab=17"), "17");
+  EXPECT_EQ(registry.all_values({ "h", "split", "whole" }, { "a@x, b@y", "c@z" }), (texts_t{ "a@x", "b@y", "c@z" }));
+  EXPECT_EQ(registry.first_value({ "o", "x" }, "abcdefghij"), "a") << "keys are texts: 1, 10, 2";
+  EXPECT_EQ(registry.parsers_of_function("split").size(), 3U);
+
+  EXPECT_EQ(registry.compact({ "h", "split", "whole" }), (field_path_t{ "h", "whole" }));
+  EXPECT_EQ(registry.compact({ "h", "number" }), (field_path_t{ "h", "number" }));
+  for (auto const& [form, full] : { std::pair<field_path_t, field_path_t>{ { "h", "whole" }, { "h", "split", "whole" } },
+                                    { { "h#lc", "whole" }, { "h#lc", "split", "whole" } },
+                                    { { "s" }, { "s", "all" } },
+                                    { { "x", "y" }, { "x", "y" } } }) {
+    field_path_t path = form;
+    registry.expand(path);
+    EXPECT_EQ(path, full);
+  }
+
+  EXPECT_TRUE(registry.parser(field_path_t{ "h#lc", "number" }));
+  EXPECT_FALSE(registry.parser(field_path_t{ "#lc", "number" }));
+  EXPECT_FALSE(registry.parser(field_path_t{ "plain#lc" }));
+  EXPECT_FALSE(registry.parser(field_path_t{ "plain" }));
+
+  EXPECT_TRUE(registry.is_shorthand("any") && registry.is_shorthand("any#lc") && !registry.is_shorthand("any2#lc"));
+  EXPECT_EQ(registry.paths_of_shorthand("any#lc"), (std::vector<field_path_t>{ { "h#lc", "split" }, { "i#lc", "number" } }));
+  EXPECT_EQ(registry.paths_of_shorthand("none"), std::vector<field_path_t>{});
+}
+
+TEST(FieldRegistry, ResolvesStepByStep) {
+  field_registry_t const registry(specifiers("{ parsers = { a = { header = h; functions = ({ specifier = split; }); }; }; }"));
+  EXPECT_EQ(registry.first_value({ "h", "split", "other" }, "a@x, b@y"), "a@x") << "unknown steps change nothing";
+  EXPECT_EQ(registry.first_value({ "h", "split" }, "none"), unset_string);
+  EXPECT_EQ(registry.all_values({ "h", "split" }, { "none" }), texts_t{});
+  EXPECT_EQ(registry.all_values({ "unknown", "x" }, { "a", "b" }), (texts_t{ "a", "b" }));
+}
+
+TEST(FieldRegistry, Warnings) {
+  EXPECT_EQ(warnings_of("a = { header = h; functions = (text, { specifier = f; parsers = (nosuch); }); };"),
+            "Warning: Specifier function is not defined with a dictionary:\ntext\n"
+            "Warning: Could not find the header parser named 'nosuch'\n");
+  EXPECT_EQ(warnings_of("a = { header = h; specifierRegex = \"(a)(b)\"; specifierCaptures = {"
+                        " 1 = { specifier = x; alwaysImplicit = YES; canBeImplicit = YES; }; 2 = { specifier = y; }; }; };"),
+            "Warning: 'alwaysImplicit' can only be used when a single capture is defined.\n"
+            "Warning: Both 'alwaysImplicit' and 'canBeImplicit' defined.\n");
+  EXPECT_EQ(warnings_of("a = { header = h; functions = ({ specifier = f; alwaysImplicit = YES; },"
+                        " { specifier = g; alwaysImplicit = YES; }); };"),
+            "Warning: Expansion for 'h' already exists.\n");
+  EXPECT_NE(warnings_of("a = { header = h; functions = ({ specifier = f; parsers = (a); }); };").find("components"),
+            std::string::npos);
+}
+
+TEST(FieldRegistryDeathTest, CapturesOfOneNameShareAType) {
+  EXPECT_DEATH(field_registry_t(specifiers("{ parsers = { a = { header = h; specifierRegex = \"(a)(b)\"; specifierCaptures = {"
+                                           " 1 = { specifier = x; }; 2 = { specifier = x; type = noTabs; }; }; }; }; }")),
+               "Fatal: Mismatching capture types \\(0 != 4\\)\n");
+}
+
+TEST(Specifiers, Files) {
+  temporary_folder_t const folder;
+  EXPECT_TRUE(custom_plist_load(path::join(folder.path(), "missing")).empty());
+  EXPECT_TRUE(custom_plist_load(folder.write("empty", "")).empty());
+  for (char const* content : { "{}", "( a )", "{ a = " }) {
+    std::string const file = folder.write("bad", content);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(custom_plist_load(file).empty());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Fatal: Unable to parse '" + file + "'\n");
+  }
+}
+
+TEST(Specifiers, UserCopyReplacesEntries) {
+  temporary_folder_t const folder;
+  variable_guard_t const resources("KELMIME_RESOURCES", folder.path());
+  variable_guard_t const data("XDG_DATA_HOME", folder.path());
+  folder.write("specifiers.plist", "{ parsers = { a = { header = h; }; b = { header = i; }; }; shorthands = {}; }");
+  folder.write("postwick/Resources/specifiers.plist",
+               "{ parsers = { a = { header = j; }; c = x; }; shorthands = { s = y; }; headers = (z); }");
+  EXPECT_EQ(load_specifiers(), specifiers("{ parsers = { a = { header = j; }; b = { header = i; }; c = x; };"
+                                          " shorthands = { s = y; }; }"));
+}
+
+TEST(SpecifiersDeathTest, DefaultListIsNeeded) {
+  temporary_folder_t const folder;
+  variable_guard_t const resources("KELMIME_RESOURCES", folder.path());
+  EXPECT_DEATH(load_specifiers(),
+               "^Unable to load or parse default specifiers plist \\(Frameworks/KelMIME/resources/specifiers.plist\\)\n");
+}
+
+}  // namespace kel

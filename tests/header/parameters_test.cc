@@ -1,0 +1,168 @@
+#include <header/parameters.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include <kelmime/header_parser.h>
+#include <kelmime/unset.h>
+
+namespace kel::header {
+
+namespace {
+
+// "type/subtype name=value name=value"; a part that is missing is "-".
+std::string read(std::string_view value) {
+  std::vector<char> const bytes(value.begin(), value.end());
+  structured_value_t const read = parse_structured_value({ bytes.data(), bytes.size() });
+  std::string text = (read.type.empty() ? "-" : read.type) + "/" + (read.subtype.empty() ? "-" : read.subtype);
+  for (auto const& [name, parameter] : read.parameters)
+    text += " " + name + "=" + parameter;
+  return text;
+}
+
+struct row_t {
+  char const* value;
+  char const* expected;
+};
+
+constexpr row_t rows[] = {
+  // The type.
+  { "text/plain", "text/plain" },
+  { " (a (b) \\) c) text (x) / (y) plain (z) ; charset=a", "text/plain charset=a" },
+  { "text", "text/-" },
+  { "text/", "text/-" },
+  { "text/ ; charset=a", "text/- charset=a" },
+  { "/plain", "-/plain" },
+  { "\"text/html\"; charset=a", "text/html charset=a" },
+  { "text/html, text/plain; charset=a", "text/html charset=a" },
+  { "text/html junk; charset=a", "text/html charset=a" },
+  { "Attachment; filename=a", "Attachment/- filename=a" },
+  { "charset=a", "-/- charset=a" },
+  { "", "-/-" },
+  { "; ;; charset=a", "-/- charset=a" },
+  { "te(xt", "te/-" },
+  // Where values begin and end.
+  { "a/b; CharSet = \"x\" ; y = z ;", "a/b charset=x y=z" },
+  { "a/b; x=us-ascii (comment; y=2)", "a/b x=us-ascii" },
+  { "a/b; x=(comment) 1", "a/b x=1" },
+  { "a/b; name=My file (1).txt", "a/b name=My file (1).txt" },
+  { "a/b; name=(1).txt", "a/b name=(1).txt" },
+  { "a/b; name=a;b.txt", "a/b name=a" },
+  { "a/b; name=gr\xC3\xBC\xC3\x9F/e.txt", "a/b name=gr\xC3\xBC\xC3\x9F/e.txt" },
+  { "a/b; name='q'; x=utf-8\"", "a/b name='q' x=utf-8" },
+  { "a/b; x=; y=\"\"; z=1", "a/b x= y= z=1" },
+  { "a/b; junk; =x; y=1", "a/b y=1" },
+  { "a/b; boundary==_Part=1 2", "a/b boundary==_Part=1 2" },
+  { "a/b; name=open (1.txt; x=1", "a/b name=open (1.txt x=1" },
+  // Missing semicolons.
+  { "a/b charset=x format=y", "a/b charset=x format=y" },
+  { "a/b; name=\"x\" charset=y", "a/b name=x charset=y" },
+  { "a/b; name=\"x\"charset=y", "a/b name=x charset=y" },
+  { "a/b; name=one two size=3", "a/b name=one two size=3" },
+  // Quotes.
+  { "a/b; name=\"My \"best\" file\"; x=1", "a/b name=My \"best\" file x=1" },
+  { "a/b; name=\"x\" junk; y=\"z\"", "a/b name=x y=z" },
+  { "a/b; name=\"x\",y=\"z\",q=\"r\"", "a/b name=x\",y=\"z\",q=\"r" },
+  { "a/b; name=\"open; x=1", "a/b name=open x=1" },
+  { "a/b; name=\"open; x ", "a/b name=open; x" },
+  { "a/b; name=\"", "a/b name=" },
+  { "a/b; name=\"C:\\temp\\x.txt\"", "a/b name=C:\\temp\\x.txt" },
+  { "a/b; name=\"a\\\"b\\\\c\\\"\"", "a/b name=a\"b\\c\"" },
+  { "a/b; name=\"a\\", "a/b name=a\\" },
+  { "a/b; name=\"a; b=c\"; d=\"; e=\"; f=g", "a/b name=a; b=c d=; e= f=g" },
+  // Repetition and RFC 2231.
+  { "a/b; x=1; X=2", "a/b x=1 x=2" },
+  { "a/b; name*=utf-8''%e2%82%ac%20a; name=plain", "a/b name=\xE2\x82\xAC a" },
+  { "a/b; name=plain; x=1; name*=\"utf-8'en'%C3%A4\"", "a/b name=\xC3\xA4 x=1" },
+  { "a/b; name*1=b; name*2=c; name*0=a", "a/b name=abc" },
+  { "a/b; name*5=b; name*0=a; name*5=z; name*99999999999999999999=c", "a/b name=abc" },
+  { "a/b; name*0*=iso-8859-1''%e4; name*1=%41; name*2*=%f6", "a/b name=\xC3\xA4%41\xC3\xB6" },
+  { "a/b; name*0*=utf-8''%e2%82; name*1*=%ac", "a/b name=\xE2\x82\xAC" },
+  { "a/b; name*=a%20b%zz%4", "a/b name=a b%zz%4" },
+  { "a/b; name*=x'y", "a/b name=x'y" },
+  { "a/b; name*=iso-8859-1''%e4\xC3\xA4", "a/b name=\xC3\xA4\xC3\xA4" },
+  { "a/b; name*x=1; *=2; name**=3", "a/b name*x=1 *=2 name**=3" },
+};
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string result = "a/b; ";
+  while (count-- != 0)
+    result += text;
+  return result;
+}
+
+}  // namespace
+
+TEST(Parameters, ReadsRealMail) {
+  for (auto const& [value, expected] : rows)
+    EXPECT_EQ(read(value), expected) << value;
+}
+
+// The direct road and the field paths must not differ in a single answer.
+TEST(Parameters, FieldPathsAgree) {
+  auto const or_unset = [](std::string const& text) { return text.empty() ? unset_string : text; };
+  for (auto const& [text, expected] : rows) {
+    std::string const value = text;
+    structured_value_t const direct = parse_structured_value(value);
+    EXPECT_EQ(header_parser::parse_from_header("content-type.type", value), or_unset(direct.type)) << value;
+    EXPECT_EQ(header_parser::parse_from_header("content-type.subtype", value), or_unset(direct.subtype)) << value;
+    for (char const* name : { "boundary", "charset", "name", "format", "filename", "size" }) {
+      std::vector<std::string> values;
+      for (parameter_t const& parameter : direct.parameters) {
+        if (parameter.name == name)
+          values.push_back(parameter.value);
+      }
+      std::string const path = std::string("content-type.parameter.split.") + name;
+      EXPECT_EQ(header_parser::parse_all_from_header(path, value), values) << path << " of " << value;
+      EXPECT_EQ(header_parser::parse_from_header(path, value), direct.parameter(name) ? values[0] : unset_string);
+    }
+    std::vector<std::string> all;
+    for (parameter_t const& parameter : direct.parameters)
+      all.push_back(parameter.value);
+    EXPECT_EQ(header_parser::parse_all_from_header("content-type.parameter.each.value", value), all) << value;
+  }
+}
+
+TEST(Parameters, Mechanism) {
+  EXPECT_EQ(transfer_encoding_mechanism(" (a) Base64 (b); junk"), "Base64");
+  EXPECT_EQ(transfer_encoding_mechanism("\"quoted-printable\""), "quoted-printable");
+  EXPECT_EQ(transfer_encoding_mechanism("7bit, 8bit"), "7bit");
+  EXPECT_EQ(transfer_encoding_mechanism(" ; "), "");
+}
+
+TEST(Parameters, FloodsAreCheap) {
+  auto const start = std::chrono::steady_clock::now();
+  for (char const* flood : { "x=1;", "x=\"", "x=\"y\",", "x=(", "(", "((\\", "x=\"a\" b ", "x*0=1;", "a b ", "=", "\"", "x=a (",
+                             ";", "x=\\\"", "a=b c", " ", "x=\"\\\\", "x*=a'b'%;" }) {
+    std::string const value = repeated(flood, 100'000);
+    parse_structured_value(value);
+    normal_parameters(value);
+  }
+  std::string sections = "a/b";
+  for (int number = 100'000; number-- != 0;)
+    sections += ";x*" + std::to_string(number) + "=" + static_cast<char>('a' + number % 26);
+  structured_value_t const joined = parse_structured_value(sections);
+  ASSERT_EQ(joined.parameters.size(), 1U);
+  EXPECT_EQ(joined.parameters[0].value.size(), 100'000U);
+  EXPECT_EQ(joined.parameters[0].value.substr(0, 3), "abc");
+
+  std::string const many = repeated("x=1; ", 100'000) + "boundary=b";
+  EXPECT_EQ(header_parser::parse_from_header("content-type.parameter.split.boundary", many), "b");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+}
+
+TEST(Parameters, EveryShortString) {
+  std::string_view const bytes = "a=;\"\\( )*'/%";
+  std::string text;
+  for (int number = 0; number < 2'000'000; number += 11) {
+    text.clear();
+    for (int rest = number; rest != 0; rest /= 12)
+      text += bytes[static_cast<std::size_t>(rest % 12)];
+    read(text);
+    read("a;b=" + text);
+    read("a;b=\"" + text);
+  }
+}
+
+}  // namespace kel::header

@@ -1,0 +1,181 @@
+// The vocabulary that the library brings along, and the page that explains it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+#include <kel/path.h>
+#include <kel/regexp.h>
+#include <kelmime/header_parser.h>
+#include <kelmime/header_parsers.h>
+
+namespace kel {
+
+namespace {
+
+std::string joined(std::vector<std::string> const& values) {
+  std::string text;
+  for (std::string const& value : values)
+    text += "[" + value + "]";
+  return text;
+}
+
+// The texts between backquotes.
+std::vector<std::string> quoted_texts(std::string_view text) {
+  std::vector<std::string> found;
+  for (std::size_t start = 0; (start = text.find('`', start)) != text.npos;) {
+    std::size_t const end = text.find('`', start + 1);
+    found.emplace_back(text.substr(start + 1, end - start - 1));
+    start = end + 1;
+  }
+  return found;
+}
+
+// What the page says: the headers of each section, and its rows, of which those with a dot belong to every header.
+std::set<std::string> documented_paths(std::string_view page) {
+  std::set<std::string> paths;
+  std::vector<std::string> headers;
+  for (std::size_t start = 0; start < page.size();) {
+    std::size_t const end = std::min(page.find('\n', start), page.size());
+    std::string_view const line = page.substr(start, end - start);
+    if (line.starts_with("Headers: ")) {
+      headers = quoted_texts(page.substr(start, page.find("\n\n", start) - start));
+      paths.insert(headers.begin(), headers.end());
+    } else if (line.starts_with("| `.")) {
+      for (std::string const& header : headers)
+        paths.insert(header + quoted_texts(line)[0]);
+    } else if (line.starts_with("| `")) {
+      paths.insert(quoted_texts(line)[0]);
+    }
+    start = end + 1;
+  }
+  return paths;
+}
+
+}  // namespace
+
+TEST(Specifiers, PageAndRegistryListTheSamePaths) {
+  std::set<std::string> known;
+  for (field_path_t const& path : field_parsers_init::get_field_paths())
+    known.insert(to_s(path));
+  std::set<std::string> const documented = documented_paths(path::content(KELMIME_RESOURCES_DIR "/../docs/field-paths.md"));
+  EXPECT_GT(known.size(), 1000U);
+  std::vector<std::string> undocumented, unknown;
+  std::ranges::set_difference(known, documented, std::back_inserter(undocumented));
+  std::ranges::set_difference(documented, known, std::back_inserter(unknown));
+  EXPECT_EQ(joined(undocumented), "");
+  EXPECT_EQ(joined(unknown), "");
+}
+
+TEST(Specifiers, ShorthandsNameKnownPaths) {
+  std::string const page = path::content(KELMIME_RESOURCES_DIR "/../docs/field-paths.md");
+  for (std::string const& name : quoted_texts(page.substr(page.find("\n- `any-address`")))) {
+    EXPECT_TRUE(field_parsers_init::is_shorthand(name)) << name;
+    for (field_path_t const& path : field_parsers_init::get_field_paths_for_shorthand(name)) {
+      bool const is_plain = field_parsers_init::get_field_paths().contains(path);
+      EXPECT_TRUE(is_plain || field_parsers_init::field_parser_for_field_path(path)) << to_s(path);
+    }
+  }
+}
+
+TEST(Specifiers, ValuesOfRealHeaders) {
+  constexpr char const* received =
+      "from mx.a (helo [1.2.3.4] by evil) by mx.b with ESMTP id <x1> for <u@h> (x); Mon, 1 Jan 2024 10:00:00 +0100";
+  constexpr char const* authentication =
+      "mx.b; dkim=pass header.i=@x.com (ok spf=fail); spf=softfail smtp.mailfrom=x; dkim=fail; dmarc=none";
+  constexpr char const* list = "<mailto:list@x.org?subject=a>, < https://h.org/p/q > (Help <x>)";
+  struct {
+    char const* path;
+    char const* body;
+    char const* expected;
+  } const rows[] = {
+    { "subject", "  as it is ", "[  as it is ]" },
+    { "from.address", "Ann <a@x>", "[a@x]" },
+    { "to.split.address", "Ann <a@x>, b@y", "[a@x][b@y]" },
+    { "resent-bcc.split", "Ann <a@x>, b@y", "[Ann <a@x>][b@y]" },
+    { "x-original-to.address", "<a@x>", "[a@x]" },
+    { "from.split.address.domain", "a@x, \"b@c\"@d.e", "[x][d.e]" },
+    { "from.name.first", "\"Doe, John\" <j@x>", "[John]" },
+    { "from.name.last", "John van Doe <j@x>", "[Doe]" },
+    { "from.name.last", "John <j@x>", "" },
+    { "content-disposition.type", "\"attachment\"; filename=a", "[attachment]" },
+    { "content-disposition.parameter.split.filename", "attachment; filename=\"a\\\\b\\\"\"", "[a\\b\"]" },
+    { "content-type.parameter.split.charset", "a/b; name=\"x; charset=\"; y=\"charset=\\\"z\\\"\"", "" },
+    { "content-type.parameter.each.attribute", "a/b; X=1; y=2", "[x][y]" },
+    { "content-transfer-encoding", "base64 (x)", "[base64 (x)]" },
+    { "content-transfer-encoding.mechanism", "base64 (x)", "[base64]" },
+    { "message-id.split", "<a@b>", "[a@b]" },
+    { "message-id.split", "bare", "[bare]" },
+    { "content-id.split", "< a b >", "[a b]" },
+    { "references.split", "<a@b><c@d>\t<e", "[a@b][c@d][e]" },
+    { "in-reply-to.split", "Your message of Monday <<a@b>> or c@d", "[a@b][c@d]" },
+    { "subject.prefix", "Re: [list] AW[2]: Hi: there", "[Re: [list] AW[2]: ]" },
+    { "subject.unprefixed", "Re: [list] AW[2]: Hi: there", "[Hi: there]" },
+    { "subject.unprefixed", "Report: all", "[Report: all]" },
+    { "subject.bare", "[a] Fwd: [b] 回复：Hi [c] ", "[Hi [c]]" },
+    { "subject.tag", "[a] Fwd: [ b ] Hi", "[a][b]" },
+    { "list-post.split", list, "[mailto:list@x.org?subject=a][https://h.org/p/q]" },
+    { "list-post.split.mailto", list, "[list@x.org?subject=a]" },
+    { "list-post.split.mailto.address", list, "[list@x.org]" },
+    { "list-post.split.server", list, "[h.org]" },
+    { "list-id.id", "\"A <list>\" <a.b.c>", "[a.b.c]" },
+    { "list-id.name", "\"A <list>\" <a.b.c>", "[A <list>]" },
+    { "list-id.id", "a.b.c", "[a.b.c]" },
+    { "received.from", received, "[mx.a]" },
+    { "received.by", received, "[mx.b]" },
+    { "received.with", received, "[ESMTP]" },
+    { "received.id", received, "[x1]" },
+    { "received.for", received, "[u@h]" },
+    { "received.date.canonical", received, "[2024-01-01 09:00:00]" },
+    { "date.canonical", "Mon, 1 Jan 2024 10:00:00 +0100", "[2024-01-01 09:00:00]" },
+    { "date.canonical", "never", "" },
+    { "content-language.split", "en, de-DE;q=0.8 (German)", "[en][de-DE]" },
+    { "x-priority.value", " 1 (Highest)", "[1]" },
+    { "x-spam-status.result", "Yes, score=5.2 required=5.0", "[Yes]" },
+    { "x-spam-status.score", "Yes, score=5.2 required=5.0", "[5.2]" },
+    { "x-spam-status.tests", "No, score=-1 tests=A,B,\tC autolearn=no", "[A,B,\tC]" },
+    { "authentication-results.server", authentication, "[mx.b]" },
+    { "authentication-results.spf", authentication, "[softfail]" },
+    { "authentication-results.dkim", authentication, "[pass][fail]" },
+    { "dkim-signature.b", "v=1; d=x; bh=AB=; b=CD EF=", "[CD EF=]" },
+    { "dkim-signature.bh", "v=1; d=x; bh=AB=; b=CD EF=", "[AB=]" },
+    { "mime-version.version", "(x) 1.0 (1.5)", "[1.0]" },
+    { "keywords.split", "a b , c", "[a b][c]" },
+    { "content-length.formatted", "1536", "[1.5 KB]" },
+    { "#date-sent.#local", "2024-01-01 10:00", "[unknown]" },
+    { "#any-header.split", "a \"b c\"d e", "[a][\"b c\"d][e]" },
+  };
+  for (auto const& row : rows)
+    EXPECT_EQ(joined(header_parser::parse_all_from_header(row.path, row.body)), row.expected) << row.path << ": " << row.body;
+}
+
+// Each pattern compiles, and none is slow on a long value of one kind of bytes.
+TEST(Specifiers, PatternsAreSoundAndLinear) {
+  testing::internal::CaptureStderr();
+  for (char const* flood : { "a", " ", "<", "\"", "(", "[", "a@", ";a=", "re:", ",", "a ", "\\" }) {
+    std::string body;
+    while (body.size() < 3000)
+      body += flood;
+    for (field_path_t path : field_parsers_init::get_field_paths()) {
+      field_parsers_init::expand_implicit_field_path(path);
+      field_parsers_init::parse_bodies_with_field_path(path, { body });
+    }
+  }
+  std::string const output = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(output.find("Warning"), std::string::npos) << output.substr(0, 500);
+}
+
+TEST(Specifiers, TwoThreadsMayAsk) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      EXPECT_EQ(header_parser::parse_from_header("arc-seal.cv", "i=1; cv=pass"), "pass");
+      field_parsers_init::get_field_paths();
+      EXPECT_FALSE(field_parsers_init::get_field_paths_for_shorthand("any-date#lc").empty());
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+}
+
+}  // namespace kel
