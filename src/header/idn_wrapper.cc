@@ -98,14 +98,15 @@ std::optional<std::string> to_ascii(std::string const& label) {
 
 // The readable form of a label, if it leads back to the label and holds nothing that has a meaning in a header.
 std::optional<std::string> to_utf8(std::string const& label) {
+  std::string const ace = text::lowercase(label);
   char* found = nullptr;
-  int const status = idn2_to_unicode_8z8z(label.c_str(), &found, 0);
+  int const status = idn2_to_unicode_8z8z(ace.c_str(), &found, 0);
   std::unique_ptr<char, freed_by_idn2_t> const owned(found);
   if (status != IDN2_OK)
     return {};
   std::string const readable = found;
   bool const is_harmless = std::ranges::all_of(readable, [](char c) { return is_domain_byte(c) && c != '.'; });
-  if (!is_harmless || to_ascii(readable) != text::lowercase(label))
+  if (!is_harmless || to_ascii(readable) != ace)
     return {};
   return readable;
 }

@@ -1,0 +1,234 @@
+#include <kelmime/encoded_word.h>
+
+#include <random>
+#include <regex>
+
+#include <gtest/gtest.h>
+
+#include <header/join_encoded_words.h>
+#include <header/reading.h>
+#include <kelmime/encoded_word_output.h>
+#include <kelmime/headers.h>
+#include <kelmime/transfer_encoding_choice.h>
+
+namespace kel {
+
+namespace {
+
+using namespace std::literals;
+using namespace test;
+
+std::string decoded(std::string_view value, mime_errors_handler_t* errors = nullptr, std::string const& charset = "") {
+  exact_copy_t const bytes(value);
+  std::string text;
+  decode_header_line(bytes.begin(), bytes.end(), std::back_inserter(text), errors, charset, {});
+  return text;
+}
+
+template <typename Encode>
+std::string encoded(std::string_view text, Encode encode) {
+  exact_copy_t const bytes(text);
+  std::string result;
+  encode(bytes.begin(), bytes.end(), std::back_inserter(result));
+  return result;
+}
+
+std::string in_words(std::string_view text) {
+  return encoded(text, [](auto first, auto last, auto out) { encode_words(first, last, out); });
+}
+
+std::string in_single_words(std::string_view text) {
+  return encoded(text, [](auto first, auto last, auto out) { encode_single_words(first, last, out); });
+}
+
+TEST(FindEncodedWord, TakesWhatIsOne) {
+  std::string const quotes = "Single quotes around charset ignored";
+  struct {
+    std::string value;
+    std::string found;  // "start-end charset encoding text", empty for none
+    texts_t records;
+  } const rows[] = {
+    { "=?UTF-8?Q?a?=", "0-13 utf-8 q a", {} },
+    { "x =?a:b._-1?B?\?= y", "2-16 a:b._-1 b ", {} },
+    { "=?'UTF-8'?Q?a?=", "0-15 utf-8 q a", { quotes } },
+    { "=?utf-8?q?a b?=", "0-15 utf-8 q a b", {} },
+    { "=?=?u?q?a?=", "2-11 u q a", {} },
+    { "=?u?q?a=?u?q?b?=", "7-16 u q b", {} },
+    { "=?'?q?a?=", "", {} },
+    { "=?'a b'?q?a?=", "", { quotes } },
+    { "=?utf 8?q?a?=", "", {} },
+    { "=?utf-8*en?q?a?=", "", {} },
+    { "=?\xC3\xA9?q?a?=", "", {} },
+    { "=??q?a?=", "", {} },
+    { "=?u?x?a?=", "", {} },
+    { "=?u?qq?a?=", "", {} },
+    { "=?u?q?a\n?=", "", {} },
+    { "=?u?q?a\x7F?=", "", {} },
+    { "=?u?q?\xC3\xA9?=", "", {} },
+    { "=?u?q?a?b?=", "", {} },
+    { "=?u?q?a?", "", {} },
+    { "=?u?q", "", {} },
+    { "=?u?", "", {} },
+    { "=?u", "", {} },
+    { "=", "", {} },
+    { "", "", {} },
+  };
+  for (auto const& row : rows) {
+    exact_copy_t const bytes(row.value);
+    mime_errors_handler_t errors;
+    encoded_word_t const word = find_encoded_word(bytes.begin(), bytes.end(), &errors);
+    std::string found;
+    if (word.start) {
+      found = std::to_string(word.start - bytes.begin()) + "-" + std::to_string(word.end - bytes.begin()) + " " +
+              word.charset + " " + word.encoding + " " + std::string(word.text.begin, word.text.end);
+    }
+    EXPECT_EQ(found, row.found) << row.value;
+    EXPECT_EQ(listed(errors), row.records) << row.value;
+  }
+}
+
+// The rule that the single pass stands for.
+std::string joined_by_rule(std::string text) {
+  static std::regex const adjacent(R"((=\?[^?]+\?\S\?)([^?]*)\?=\s+\1([^?]*\?=))");
+  for (;;) {
+    std::string next = std::regex_replace(text, adjacent, "$1$2$3");
+    if (next == text)
+      return text;
+    text = std::move(next);
+  }
+}
+
+TEST(JoinEncodedWords, OnePassDoesWhatTheRuleDoes) {
+  std::string_view const pieces[] = { "=?u?q?",    "=?u?q?",      "=?v?b?", "=?u???", "=?", "?=", "?=",
+                                      "?= =?u?q?", "?=\n =?v?b?", " ",      "a",      "=",  "?",  "q?" };
+  std::mt19937 random(1);
+  for (int round = 0; round < 30000; ++round) {
+    std::string text;
+    for (int piece = 0; piece < 12; ++piece)
+      text += pieces[random() % std::size(pieces)];
+    ASSERT_EQ(join_encoded_words(text), joined_by_rule(text)) << text;
+  }
+}
+
+TEST(DecodeHeaderLine, DecodesWordsAndTextBetween) {
+  std::string const spaces = "Quoted-printable encoded word contains one or more spaces";
+  std::string const illegal = "Quoted-printable encoded word contains one or more illegal characters";
+  struct {
+    char const* name;
+    char const* value;
+    char const* expected;
+    texts_t records;
+  } const rows[] = {
+    { "text only", "a = b", "a = b", {} },
+    { "text around", "a =?utf-8?q?b?= c", "a b c", {} },
+    { "no blank around", "a=?utf-8?q?b?=c", "abc", {} },
+    { "white space between words goes", "=?utf-8?q?a?= \t\n =?us-ascii?q?b?=", "ab", {} },
+    { "other text between words stays", "=?utf-8?q?a?= - =?utf-8?q?b?=", "a - b", {} },
+    { "text before the first word", "= =?utf-8?q?a?=", "= a", {} },
+    { "character split between words", "=?utf-8?q?=C3?= =?utf-8?q?=A9?= =?utf-8?q?!?=", "\u00E9!", {} },
+    { "base64 split between words", "=?utf-8?b?w?= =?utf-8?b?6k=?=", "\u00E9", {} },
+    { "base64 with padding inside", "=?utf-8?b?YQ==?= =?utf-8?b?Yg==?=", "ab", {} },
+    { "underscores and digits", "=?iso-8859-1?Q?a_=E9=5f?=", "a \u00E9_", {} },
+    { "spaces", "=?utf-8?q?a b?=", "a b", { spaces } },
+    { "illegal equals sign", "=?utf-8?q?a=b?=", "a=b", { illegal } },
+    { "not a word", "=?utf 8?q?a?=", "=?utf 8?q?a?=", {} },
+  };
+  for (auto const& row : rows) {
+    mime_errors_handler_t errors;
+    EXPECT_EQ(decoded(row.value, &errors), row.expected) << row.name;
+    EXPECT_EQ(listed(errors), row.records) << row.name;
+    EXPECT_EQ(decoded(row.value), row.expected) << row.name;
+  }
+}
+
+TEST(EncodeWords, WritesWhatItShould) {
+  EXPECT_EQ(in_words("plain text"), "plain text");
+  EXPECT_EQ(in_words("f\u00FCr"), "=?utf-8?q?f=C3=BCr?=");
+  EXPECT_EQ(in_words("Gr\u00FC\u00DFe"), "=?utf-8?b?R3LDvMOfZQ==?=");
+  EXPECT_EQ(in_words("\u00E9 !*+-/_?=.\x01"), "=?utf-8?q?=C3=A9_!*+-/=5F=3F=3D=2E=01?=");
+  EXPECT_EQ(in_words("\u00E9" + std::string(60, 'x')),
+            "=?utf-8?q?=C3=A9" + std::string(45, 'x') + "?= =?utf-8?q?" + std::string(15, 'x') + "?=");
+  // 53 bytes would fit, but the last one begins a character.
+  EXPECT_EQ(in_words(repeated("\u00E9", 54)), in_words(repeated("\u00E9", 52)) + " =?utf-8?b?w6k=?=");
+}
+
+TEST(EncodeSingleWords, EncodesOnlyWhatNeedsIt) {
+  struct {
+    char const* text;
+    char const* expected;
+  } const rows[] = {
+    { "a b", "a b" },
+    { "a \u00FC b", "a =?utf-8?q?=C3=BC?= b" },
+    { "xyz\u00FC  \u00FCxyzxyzxyzxyzxyzxyzxyzxyz \"a\"",
+      "=?utf-8?q?xyz=C3=BC__=C3=BCxyzxyzxyzxyzxyzxyzxyzxyz?= \"a\"" },
+    { "\"\u00FC\" a \u00FC ", "\"=?utf-8?q?=C3=BC?=\" a =?utf-8?q?=C3=BC?= " },
+  };
+  for (auto const& row : rows)
+    EXPECT_EQ(in_single_words(row.text), row.expected) << row.text;
+}
+
+TEST(EncodeWords, WhatIsEncodedDecodesToItself) {
+  std::string const letters[] = { "a", " ", "\"", "\u00FC", "=", "?", "_", "\u20AC" };
+  std::vector<std::string> texts = { "" };
+  for (std::size_t i = 0; i < texts.size() && i < 585; ++i) {
+    for (std::string const& letter : letters)
+      texts.push_back(texts[i] + letter);
+  }
+  for (std::string const& start : texts) {
+    for (std::string const& text : { start, "\u00E9" + repeated(start + "x", 100) }) {
+      ASSERT_EQ(decoded(in_words(text)), text);
+      ASSERT_EQ(decoded(in_single_words(text)), text);
+    }
+  }
+}
+
+TEST(EncodeWords, BytesThatAreNoTextCostNoEndlessLoop) {
+  std::string const bytes = repeated("\x80", 500);
+  EXPECT_EQ(in_words(bytes).substr(0, 10), "=?utf-8?b?");
+  EXPECT_TRUE(is_done_in_time([] { in_single_words(repeated("\x80 a \x80 b", 4 << 20)); }));
+}
+
+TEST(WhichMimeEncoding, WeighsProblems) {
+  using enum encoding_options;
+  std::string const long_line(80, 'x');
+  struct {
+    char const* name;
+    std::string bytes;
+    encoding_options options;
+    char const* expected;
+  } const rows[] = {
+    { "nothing", "", none, "7bit" },
+    { "text", "abc\n", none, "7bit" },
+    { "trailing blank", "abc \n", none, "quoted-printable" },
+    { "trailing blank, ignored", "abc \n", ignore_trailing_blanks, "7bit" },
+    { "trailing blank without line end", "abc ", none, "7bit" },
+    { "blanks before text", "a \t b\n", none, "7bit" },
+    { "signature separator", "-- \n", none, "quoted-printable" },
+    { "signature separator, ignored", "a\n-- \n>> -- \n", ignore_signature_blanks, "7bit" },
+    { "no space after the quotes", ">-- \n", ignore_signature_blanks, "quoted-printable" },
+    { "no separator", "x-- \n", ignore_signature_blanks, "quoted-printable" },
+    { "79 bytes", long_line.substr(1) + "\n", none, "7bit" },
+    { "80 bytes", long_line + "\n", none, "quoted-printable" },
+    { "blanks do not count", repeated("x    ", 300) + "x\n", none, "7bit" },
+    { "last line is not measured", long_line, none, "7bit" },
+    { "control bytes", "\x01\x02\x03\x7F", none, "base64" },
+    { "a carriage return", "abc\r\n", none, "quoted-printable" },
+    { "8-bit", "\xC3\xA9\n", none, "quoted-printable" },
+    { "8-bit, allowed", "\xC3\xA9\n", allow_8bit, "8bit" },
+    { "8-bit, allowed, with a problem", "\xC3\xA9 \n", allow_8bit, "quoted-printable" },
+    { "half of 100 bytes", repeated("x\xE9", 100), none, "base64" },
+    { "half of 100 bytes, allowed", repeated("x\xE9", 100), allow_8bit, "8bit" },
+    { "one in eight", repeated("xxxxxxx\xE9", 800), none, "base64" },
+    { "one in nine", repeated("xxxxxxxx\xE9", 900), none, "quoted-printable" },
+    { "stops behind 1000 bytes", "\x01\n" + repeated("x\n", 1000) + repeated("\x01", 5000), none, "quoted-printable" },
+    { "does not stop without a problem", repeated("x\n", 1002) + repeated("\x01", 5000), none, "base64" },
+  };
+  for (auto const& row : rows) {
+    exact_copy_t const bytes(row.bytes);
+    EXPECT_EQ(which_mime_encoding(bytes.begin(), bytes.end(), row.options), row.expected) << row.name;
+  }
+}
+
+}  // namespace
+
+}  // namespace kel
