@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t longest_name = 64;
 
-// Not charsets of texts: their bytes mean what the machine or the program makes of them.
+// No charsets of mail: what their bytes mean depends on the machine or on the program.
 constexpr auto internal_forms =
     std::to_array<std::string_view>({ "c99", "char", "internal", "java", "ucs-2-internal", "ucs-2-swapped",
                                       "ucs-4-internal", "ucs-4-swapped", "wchar_t" });
@@ -24,7 +24,7 @@ constexpr auto names_of_utf_8 = std::to_array<std::string_view>({ "utf-8", "utf8
 
 // The C library lets these have values above U+10FFFF, which UTF-8 cannot express.
 constexpr auto names_of_ucs_4 = std::to_array<std::string_view>(
-    { "10646-1:1993", "csucs4", "iso-10646", "osf00010104", "osf00010105", "osf00010106", "ucs-4", "ucs4" });
+    { "10646-1:1993", "csucs4", "iso-10646", "osf00010104", "osf00010105", "osf00010106", "ucs-4", "ucs-4be", "ucs4" });
 
 constexpr auto beginnings_with_byte_order = std::to_array<std::string_view>(
     { "utf-16", "utf16", "utf-32", "utf32", "ucs", "unicode", "csunicode", "iso-10646" });
@@ -55,7 +55,7 @@ std::string opened_charset_name(std::string_view name) {
     return "utf-8";
   if (contains(names_of_ucs_4, opened))
     return "utf-32be";
-  return opened;
+  return opened == "ucs-4le" ? "utf-32le" : opened;
 }
 
 bool has_byte_order_mark(std::string_view opened_name) {

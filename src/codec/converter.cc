@@ -1,8 +1,9 @@
 #include <codec/converter.h>
 
 #include <algorithm>
-#include <array>
+#include <map>
 #include <string>
+#include <utility>
 
 #include <codec/charset_name.h>
 #include <codec/iconv_converter.h>
@@ -49,40 +50,45 @@ std::unique_ptr<converter_t> open_converter(std::string const& from, std::string
   return open_iconv_converter(from, to);
 }
 
-// The charsets of a message are few; the oldest entry makes room for the next.
+// Keeps every converter that was opened: there are as many as the C library knows names, and opening one again costs
+// up to a tenth of a millisecond, which a message that names another charset in every word would make us pay each time.
 class converter_cache_t {
 public:
-  converter_t* find(std::string const& from, std::string const& to) {
-    auto const known =
-        std::ranges::find_if(_entries, [&](entry_t const& entry) { return entry.from == from && entry.to == to; });
-    bool const is_known = known != _entries.end();
-    if (is_known && !has_byte_order_mark(from))
-      return known->converter.get();
+  converter_t* find(std::string_view from, std::string_view to) {
+    if (_latest && from == _latest_from && to == _latest_to)
+      return _latest;
 
-    auto converter = open_converter(from, to);
-    if (!converter)
-      return nullptr;
-    entry_t& entry = is_known ? *known : _entries[_next++ % _entries.size()];
-    entry = { from, to, std::move(converter) };
-    return entry.converter.get();
+    std::string const opened_from = opened_charset_name(text::lowercase(from));
+    std::string const opened_to = opened_charset_name(text::lowercase(to));
+    converter_t* const converter = find_opened(opened_from, opened_to);
+    // The locale may change.
+    _latest = from.empty() || has_byte_order_mark(opened_from) ? nullptr : converter;
+    _latest_from = from;
+    _latest_to = to;
+    return converter;
   }
 
 private:
-  struct entry_t {
-    std::string from;
-    std::string to;
-    std::unique_ptr<converter_t> converter;
-  };
+  converter_t* find_opened(std::string const& from, std::string const& to) {
+    std::pair const names(from, to);
+    auto const known = _converters.find(names);
+    if (known != _converters.end() && !has_byte_order_mark(from))
+      return known->second.get();
+    auto converter = open_converter(from, to);
+    return converter ? (_converters[names] = std::move(converter)).get() : nullptr;
+  }
 
-  std::array<entry_t, 8> _entries;
-  std::size_t _next = 0;
+  std::map<std::pair<std::string, std::string>, std::unique_ptr<converter_t>> _converters;
+  std::string _latest_from;
+  std::string _latest_to;
+  converter_t* _latest = nullptr;  // what the latest names mean, when it may be used again
 };
 
 }  // namespace
 
 converter_t* find_converter(std::string_view from_charset, std::string_view to_charset) {
   static thread_local converter_cache_t cache;
-  return cache.find(opened_charset_name(from_charset), opened_charset_name(text::lowercase(to_charset)));
+  return cache.find(from_charset, to_charset);
 }
 
 }  // namespace kel

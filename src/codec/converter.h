@@ -25,7 +25,7 @@ public:
   // begin one byte further; shift states survive.
   virtual stop_t run(char const*& cursor, char const* last, output_t& out) = 0;
 
-  // Writes the last character, which a converter that composes characters may hold back.
+  // Ends a text: writes the last character, which a converter that composes characters may hold back.
   virtual void finish(output_t&) {}
 
   // Whether a text that is valid UTF-8 is certain to convert without a stop.

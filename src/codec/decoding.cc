@@ -66,15 +66,20 @@ private:
     _out.append("\r\n");
   }
 
+  // The byte that "=XX" at the cursor stands for; negative when no such thing stands there.
+  int encoded_byte() const {
+    if (_last - _cursor < 3 || *_cursor != '=')
+      return -1;
+    return hex_value[byte_value(_cursor[1])] << 4 | hex_value[byte_value(_cursor[2])];
+  }
+
   // Whole words of foreign scripts are runs of "=XX".
   void decode_encoded_bytes() {
-    while (_last - _cursor >= 3 && *_cursor == '=') {
-      int const high = hex_value[byte_value(_cursor[1])];
-      int const low = hex_value[byte_value(_cursor[2])];
-      if ((high | low) < 0)
-        return;
-      _out.append(static_cast<char>(high << 4 | low));
-      _cursor += 3;
+    while (encoded_byte() >= 0) {
+      char* at = _out.room(_out.block_bytes / 2);
+      for (int value; at != _out.room_end() && (value = encoded_byte()) >= 0; _cursor += 3)
+        *at++ = static_cast<char>(value);
+      _out.advance_to(at);
     }
   }
 

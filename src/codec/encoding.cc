@@ -1,5 +1,6 @@
 #include <kelmime/encoding.h>
 
+#include <algorithm>
 #include <array>
 
 #include <codec/base_64_alphabet.h>
@@ -14,39 +15,47 @@ constexpr int encoded_line_length = 76;  // RFC 2045, sections 6.7 and 6.8
 
 // --- Quoted-printable --------------------------------------------------------------------------------------------
 
-constexpr bool must_be_encoded(char c) {
-  return byte_value(c) > 126 || c == '=' || (byte_value(c) < 32 && c != '\t' && c != '\n');
-}
+constexpr auto is_literal = [] {
+  std::array<bool, 256> table{};
+  for (char c = ' '; c <= '~'; ++c)
+    table[byte_value(c)] = c != '=';
+  table['\t'] = true;
+  return table;
+}();
 
 class quoted_printable_encoder_t {
 public:
   quoted_printable_encoder_t(output_t& out, int line_length) : _out(out), _widest(line_length - 4) {}
 
   void encode(char const* cursor, char const* last) {
-    constexpr std::string_view from = "From ";
     while (cursor != last) {
-      char const c = *cursor;
-      if (c == '\n') {
+      if (*cursor == '\n') {
         end_line();
         ++cursor;
-      } else if (_column == 0 && std::string_view(cursor, last).starts_with(from)) {
+      } else if (_column == 0 && std::string_view(cursor, last).starts_with("From ")) {
         write("=46rom ", ' ');
-        cursor += from.size();
+        cursor += 5;
+      } else if (!is_literal[byte_value(*cursor)] || (_column == 0 && *cursor == '.')) {
+        write_encoded(*cursor++);
       } else {
-        encode_byte(c);
-        ++cursor;
+        cursor = write_literally(cursor, last);
       }
     }
   }
 
 private:
-  void encode_byte(char c) {
-    if (must_be_encoded(c) || (_column == 0 && c == '.')) {
-      char const encoded[] = { '=', text::int_to_hex(byte_value(c) >> 4), text::int_to_hex(byte_value(c)) };
-      write({ encoded, sizeof encoded }, c);
-    } else {
-      write({ &c, 1 }, c);
-    }
+  void write_encoded(char c) {
+    char const encoded[] = { '=', text::int_to_hex(byte_value(c) >> 4), text::int_to_hex(byte_value(c)) };
+    write({ encoded, sizeof encoded }, c);
+  }
+
+  // As many literal bytes as the line takes.
+  char const* write_literally(char const* first, char const* last) {
+    std::ptrdiff_t const room = std::max(_widest - _column + 1, 1);
+    char const* const limit = first + std::min(last - first, room);
+    char const* const end = std::find_if(first, limit, [](char c) { return !is_literal[byte_value(c)]; });
+    write({ first, end }, end[-1]);
+    return end;
   }
 
   // Blanks at the end of a line would not survive every transport.

@@ -33,8 +33,6 @@ public:
 
   bool is_open() const { return _descriptor != invalid(); }
 
-  void restart() { iconv(_descriptor, nullptr, nullptr, nullptr, nullptr); }
-
   stop_t run(char const*& cursor, char const* last, output_t& out) {
     while (true) {
       char* input = const_cast<char*>(cursor);  // iconv's signature is older than const; it does not write there
@@ -58,6 +56,7 @@ public:
     }
   }
 
+  // Writes what is held back and returns to the initial shift state.
   void finish(output_t& out) {
     char* at = out.room(out.block_bytes / 2);
     std::size_t room = static_cast<std::size_t>(out.room_end() - at);
@@ -113,7 +112,6 @@ public:
   bool is_open() const { return _descriptor.is_open(); }
 
   void restart() override {
-    _descriptor.restart();
     _passed = { nullptr, stop_t::at_end };
     _window = smallest_window;
   }

@@ -53,6 +53,13 @@ constexpr name_t names[] = {
   { "iso-2022-jp-4", variant_t::jp_4 },
 };
 
+// Whether more bytes could make a sequence of what stands after the ESC.
+bool is_cut_off(variant_t variant, std::string_view rest) {
+  return std::ranges::any_of(sequences, [&](sequence_t const& sequence) {
+    return (sequence.variants & bit(variant)) && sequence.bytes.starts_with(rest);
+  });
+}
+
 }  // namespace
 
 std::optional<variant_t> variant_of(std::string_view charset) {
@@ -77,17 +84,12 @@ known_range_t known_range(variant_t variant, char const* first, char const* wind
     if (at == window_end)
       break;
     std::string_view const rest(at + 1, last);
-    bool is_cut_off = false;
-    first = nullptr;
-    for (sequence_t const& sequence : sequences) {
-      if (!(sequence.variants & bit(variant)))
-        continue;
-      if (rest.starts_with(sequence.bytes))
-        first = at + 1 + sequence.bytes.size();
-      is_cut_off = is_cut_off || sequence.bytes.starts_with(rest);
-    }
-    if (!first)
-      return { at, is_cut_off ? stop_t::incomplete : stop_t::illegal };
+    auto const known = std::ranges::find_if(sequences, [&](sequence_t const& sequence) {
+      return (sequence.variants & bit(variant)) && rest.starts_with(sequence.bytes);
+    });
+    if (known == std::end(sequences))
+      return { at, is_cut_off(variant, rest) ? stop_t::incomplete : stop_t::illegal };
+    first = at + 1 + known->bytes.size();
   }
   return { std::max(first, window_end), stop_t::at_end };
 }

@@ -1,5 +1,7 @@
 #include <codec/utf8.h>
 
+#include <array>
+
 namespace kel::utf8 {
 
 namespace {
@@ -8,16 +10,15 @@ bool is_continuation(char c) {
   return (byte_value(c) & 0xC0) == 0x80;
 }
 
-// What may follow a lead byte: how many bytes, and which values the first of them may have. This one byte is where
-// overlong forms, surrogates and values above U+10FFFF show.
+// What may follow a lead byte: how many bytes, and which values the first of them may have. That byte is where overlong
+// forms, surrogates and values above U+10FFFF show.
 struct lead_t {
-  int trailing;
+  int trailing;  // -1: no lead byte
   std::uint8_t low = 0x80;
   std::uint8_t high = 0xBF;
 };
 
-lead_t lead_of(char c) {
-  std::uint8_t const value = byte_value(c);
+constexpr lead_t lead_of(std::uint8_t value) {
   if (value < 0x80)
     return { 0 };
   if (value < 0xC2)
@@ -35,6 +36,91 @@ lead_t lead_of(char c) {
   return { value < 0xF4 ? 3 : -1 };
 }
 
+// The automaton for long texts. The next state is a shift: an entry of the table holds, for one byte, the next state of
+// every state, and states are named by the place of their field.
+//
+//    state     expects
+//    boundary  a lead byte
+//    last_1    one byte 80..BF
+//    last_2    two of them
+//    last_3    three of them
+//    after_e0, after_ed, after_f0, after_f4   the narrower first byte, then the others
+//    broken    nothing
+enum state_t : std::uint64_t {
+  boundary = 0,
+  last_1 = 6,
+  last_2 = 12,
+  last_3 = 18,
+  after_e0 = 24,
+  after_ed = 30,
+  after_f0 = 36,
+  after_f4 = 42,
+  broken = 48
+};
+
+constexpr std::uint64_t state_mask = 63;
+
+constexpr state_t after_lead(std::uint8_t value) {
+  switch (value) {
+    case 0xE0: return after_e0;
+    case 0xED: return after_ed;
+    case 0xF0: return after_f0;
+    case 0xF4: return after_f4;
+  }
+  switch (lead_of(value).trailing) {
+    case 0: return boundary;
+    case 1: return last_1;
+    case 2: return last_2;
+    case 3: return last_3;
+  }
+  return broken;
+}
+
+constexpr auto transitions = [] {
+  struct step_t {
+    state_t from;
+    std::uint8_t low, high;
+    state_t to;
+  };
+  constexpr step_t steps[] = {
+    { last_1, 0x80, 0xBF, boundary }, { last_2, 0x80, 0xBF, last_1 },   { last_3, 0x80, 0xBF, last_2 },
+    { after_e0, 0xA0, 0xBF, last_1 }, { after_ed, 0x80, 0x9F, last_1 }, { after_f0, 0x90, 0xBF, last_2 },
+    { after_f4, 0x80, 0x8F, last_2 },
+  };
+  std::array<std::uint64_t, 256> table{};
+  for (std::size_t value = 0; value < 256; ++value) {
+    auto const byte = static_cast<std::uint8_t>(value);
+    table[value] = after_lead(byte) << boundary | std::uint64_t{ broken } << broken;
+    for (step_t const& step : steps)
+      table[value] |= (byte >= step.low && byte <= step.high ? step.to : broken) << step.from;
+  }
+  return table;
+}();
+
+// A boundary up to which all is well-formed, found in large steps; the rest is short, or begins with what is not
+// well-formed soon.
+char const* skip_valid_blocks(char const* first, char const* last) {
+  constexpr std::ptrdiff_t block = 16;
+  std::uint64_t state = boundary;
+  char const* cursor = first;
+  for (; last - cursor >= block; cursor += block) {
+    if (state == boundary && is_ascii_word(cursor) && is_ascii_word(cursor + 8))
+      continue;
+    std::uint64_t next = state;
+    for (std::ptrdiff_t i = 0; i < block; ++i)
+      next = transitions[byte_value(cursor[i])] >> (next & state_mask);
+    if ((next & state_mask) == broken)
+      break;
+    state = next & state_mask;
+  }
+  if (state != boundary) {
+    do
+      --cursor;
+    while (is_continuation(*cursor));
+  }
+  return cursor;
+}
+
 }  // namespace
 
 char const* skip_ascii(char const* first, char const* last) {
@@ -50,17 +136,13 @@ char const* skip_ascii(char const* first, char const* last) {
 
 char const* validate_t::scan(char const* first, char const* last) {
   _is_incomplete = false;
-  while (true) {
-    if (first == last || byte_value(*first) < 0x80)
-      first = skip_ascii(first, last);
-    if (first == last)
-      return last;
-
-    lead_t const lead = lead_of(*first);
+  first = skip_valid_blocks(first, last);
+  while (first != last) {
+    lead_t const lead = lead_of(byte_value(*first));
     if (lead.trailing < 0)
       return first;
     char const* cursor = first + 1;
-    if (cursor != last && (byte_value(*cursor) < lead.low || byte_value(*cursor) > lead.high))
+    if (lead.trailing > 0 && cursor != last && (byte_value(*cursor) < lead.low || byte_value(*cursor) > lead.high))
       return first;
     for (int missing = lead.trailing; missing > 0; --missing, ++cursor) {
       if (cursor == last) {
@@ -72,6 +154,7 @@ char const* validate_t::scan(char const* first, char const* last) {
     }
     first = cursor;
   }
+  return last;
 }
 
 bool is_valid(char const* first, char const* last) {
