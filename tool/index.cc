@@ -172,7 +172,7 @@ result_t index_file(source_t const& source, file_bytes_t& bytes) {
   result.failure = source.failure.empty() ? bytes.read(source.path) : source.failure;
   if (!result.failure.empty())
     return result;
-  for_each_message(result.name, bytes.view(), [&](message_t const& message) {
+  for_each_message(source.path, bytes.view(), [&](message_t const& message) {
     result.lines += index_line(message);
     ++result.num_messages;
     return true;

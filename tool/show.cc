@@ -50,7 +50,7 @@ void write_files(opened_message_t const& opened, body_lists_t const& lists, outp
 }
 
 // Empty without problems.
-std::string problems_line(opened_message_t const& opened, message_t const& message) {
+std::string problems_line(opened_message_t const& opened, message_t const& message, options_t const& options) {
   auto const deviations = opened.deviations();
   if (deviations.empty())
     return {};
@@ -59,7 +59,11 @@ std::string problems_line(opened_message_t const& opened, message_t const& messa
       "Problems: " + std::to_string(deviations.size()) + (deviations.size() == 1 ? " deviation" : " deviations");
   if (serious > 0)
     line += ", " + std::to_string(serious) + " of them serious";
-  return line + ": kelmime lint " + as_field(message.name);
+  line += ": kelmime lint";
+  // A message of an mbox or a folder of many has no name to give.
+  if (is_single_message(options.inputs, message.name))
+    line += " " + as_field(options.inputs.front());
+  return line;
 }
 
 }  // namespace
@@ -68,7 +72,7 @@ exit_status_t show(message_t const& message, options_t const& options, output_t&
   opened_message_t const opened(message);
   body_lists_t const lists = sort_bodies(opened.parts());
   // Counted now: asking for the names to save under can make records again.
-  std::string const problems = problems_line(opened, message);
+  std::string const problems = problems_line(opened, message, options);
   write_heading(message, options, out);
   write_main_headers(opened.root(), out);
   write_text(readable_text(opened.parts(), lists), out);
