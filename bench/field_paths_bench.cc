@@ -9,8 +9,9 @@
 
 namespace {
 
-constexpr char const* content_type = "multipart/signed; boundary=\"----=_Part_1_2.3\"; protocol=\"application/pgp-signature\"; "
-                                     "micalg=pgp-sha256; charset=utf-8";
+constexpr char const* content_type =
+    "multipart/signed; boundary=\"----=_Part_1_2.3\"; protocol=\"application/pgp-signature\"; "
+    "micalg=pgp-sha256; charset=utf-8";
 
 void count_bytes(benchmark::State& state, std::size_t bytes) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes));

@@ -24,7 +24,8 @@ KELMIME_EXPORT std::string parse_from_header(std::string_view field_string, char
 KELMIME_EXPORT std::string parse_from_header(field_path_t const& path, header_string_t const& body);
 
 // All values, in order; an empty list when there is none.
-KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view field_string, header_string_t const& body);
+KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view field_string,
+                                                              header_string_t const& body);
 KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view field_string, std::string const& body);
 KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view field_string, char const* body);
 
@@ -42,8 +43,7 @@ template <byte_inserter Out>
 KELMIME_EXPORT Out wrap(char const* first, char const* last, Out out, std::size_t soft, std::size_t hard);
 
 template <byte_iterator In, byte_inserter Out>
-  requires(!std::same_as<In, char const*>)
-Out wrap(In first, In last, Out out, std::size_t soft, std::size_t hard) {
+requires(!std::same_as<In, char const*>) Out wrap(In first, In last, Out out, std::size_t soft, std::size_t hard) {
   return wrap(pointer_to(first), pointer_to(last), out, soft, hard);
 }
 

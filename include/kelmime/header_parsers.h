@@ -20,7 +20,7 @@ namespace kel {
 // One step of a field path: takes one string and yields none, one or many. Parsers belong to the registry and live as
 // long as the process.
 class KELMIME_EXPORT field_parser_t {
- public:
+public:
   // How a captured text becomes a value. All captures of a parser share one type.
   enum class type_t : unsigned {
     text = 0,            // as it stands, with the escapes removed where the capture is marked quoted
@@ -77,7 +77,7 @@ class KELMIME_EXPORT field_parser_t {
   // The ends of the elements that this parser finds in a value, as offsets in ascending order: where a line may be folded.
   std::vector<std::size_t> element_ends(std::string_view value) const;
 
- private:
+private:
   struct pattern_t;
 
   // Hands each value to `take` until that returns false.

@@ -85,7 +85,7 @@ struct token_t {
 
 // Cuts one element into tokens.
 class tokens_t {
- public:
+public:
   tokens_t(char const* first, char const* end) : _cursor(first), _end(end) {}
 
   bool next(token_t& token) {
@@ -97,7 +97,7 @@ class tokens_t {
     return false;
   }
 
- private:
+private:
   std::string_view from(char const* first) const { return { first, static_cast<std::size_t>(_cursor - first) }; }
 
   bool read(token_t& token) {
@@ -109,9 +109,7 @@ class tokens_t {
       case '"': token = read_quoted(); break;
       case '(': token = read_comment(); break;
       case '<': token = read_angle(); break;
-      case '\'':
-        token = std::find(_cursor + 1, _end, '\'') != _end ? read_quoted() : read_plain();
-        break;
+      case '\'': token = std::find(_cursor + 1, _end, '\'') != _end ? read_quoted() : read_plain(); break;
       default: token = read_plain();
     }
     return true;

@@ -372,7 +372,8 @@ plist::dictionary_t load_specifiers() {
   plist::dictionary_t specifiers = custom_plist_load(path);
   if (specifiers.empty())
     stop("Unable to load or parse default specifiers plist (%s)\n", path.c_str());
-  std::string const user_path = path::join(path::join(application_t::support_folder(), "Resources"), "specifiers.plist");
+  std::string const user_path =
+      path::join(path::join(application_t::support_folder(), "Resources"), "specifiers.plist");
   plist::dictionary_t const users = custom_plist_load(user_path);
   take_entries(specifiers, users, "parsers");
   take_entries(specifiers, users, "shorthands");

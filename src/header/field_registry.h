@@ -2,7 +2,7 @@
 // says it.
 #pragma once
 
-#include <functional>
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -30,7 +30,7 @@ struct field_path_less_t {
 
 // Built once from a list of specifiers, then read by any number of threads. What is computed on request is guarded.
 class field_registry_t {
- public:
+public:
   explicit field_registry_t(plist::dictionary_t const& specifiers);
 
   field_parser_t* parser(std::span<std::string const> path) const;
@@ -46,7 +46,7 @@ class field_registry_t {
   bool is_shorthand(std::string_view name) const;
   std::vector<field_path_t> paths_of_shorthand(std::string const& name) const;
 
- private:
+private:
   using forms_t = std::vector<field_path_t>;
 
   // Builds the steps below one parser entry.

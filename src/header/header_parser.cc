@@ -18,8 +18,8 @@ std::string_view view_of(header_string_t const& body) {
 // Where a header line may be folded, as ascending offsets: behind its elements, but not so that a line of blanks remains.
 std::vector<std::size_t> places_to_fold(std::string_view line) {
   std::size_t const value = std::min(line.find(':'), line.size() - 1) + 1;
-  field_parser_t const* parser = field_parsers_init::field_parser_for_field_path(
-      { text::lowercase(line.substr(0, value - 1)), "split" });
+  field_parser_t const* parser =
+      field_parsers_init::field_parser_for_field_path({ text::lowercase(line.substr(0, value - 1)), "split" });
   if (!parser)
     parser = field_parsers_init::field_parser_for_string("#any-header.split");
   std::vector<std::size_t> places = parser ? parser->element_ends(line.substr(value)) : std::vector<std::size_t>();
@@ -32,7 +32,7 @@ std::vector<std::size_t> places_to_fold(std::string_view line) {
 
 // Puts the pieces of a line one after the other.
 class folded_line_t {
- public:
+public:
   folded_line_t(std::string& out, std::size_t soft, std::size_t hard) : _out(out), _soft(soft), _hard(hard) {}
 
   void add(std::string_view piece) {
@@ -49,7 +49,7 @@ class folded_line_t {
     append(piece);
   }
 
- private:
+private:
   // The last blank up to which the piece fits, or the first one behind, that has text on both of its sides.
   std::size_t last_blank(std::string_view piece) const {
     std::size_t const text = piece.find_first_not_of(" \t");
@@ -143,8 +143,8 @@ Out wrap(char const* first, char const* last, Out out, std::size_t soft, std::si
 }
 
 template KELMIME_EXPORT std::back_insert_iterator<std::string> wrap(char const*, char const*,
-                                                                    std::back_insert_iterator<std::string>,
-                                                                    std::size_t, std::size_t);
+                                                                    std::back_insert_iterator<std::string>, std::size_t,
+                                                                    std::size_t);
 template KELMIME_EXPORT std::back_insert_iterator<std::vector<char>> wrap(char const*, char const*,
                                                                           std::back_insert_iterator<std::vector<char>>,
                                                                           std::size_t, std::size_t);

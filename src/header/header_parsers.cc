@@ -23,7 +23,7 @@ struct field_parser_t::pattern_t {
     return *_pattern;
   }
 
- private:
+private:
   std::once_flag _once;
   std::optional<regexp::pattern_t> _pattern;
 };
@@ -36,12 +36,9 @@ struct char_function_entry_t {
 };
 
 constexpr char_function_entry_t char_functions[] = {
-  { "split", header::address_split_function },
-  { "name", header::address_name_function },
-  { "address", header::address_email_function },
-  { "protocol", header::protocol_function },
-  { "server", header::server_function },
-  { "path", header::path_function },
+  { "split", header::address_split_function },   { "name", header::address_name_function },
+  { "address", header::address_email_function }, { "protocol", header::protocol_function },
+  { "server", header::server_function },         { "path", header::path_function },
   { "mailto", header::mailto_function },
 };
 

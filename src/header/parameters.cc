@@ -22,7 +22,7 @@ constexpr bool is_name_byte(char c) {
 }
 
 class reader_t {
- public:
+public:
   explicit reader_t(std::string_view value) : _at(value.data()), _end(value.data() + value.size()) {}
 
   // The word before the next blank, ";", ",", "/" or comment, without quotes. A word that turns out to be a parameter's name
@@ -77,7 +77,7 @@ class reader_t {
     }
   }
 
- private:
+private:
   bool is_comment() const { return _knows_comments && *_at == '('; }
 
   void skip_spaces() { _at = std::find_if_not(_at, _end, ascii::is_space); }
@@ -247,7 +247,7 @@ int hexadecimal_value(char c) {
 // Collects the text of one value. Bytes of the declared charset are converted together, since a section may end inside
 // a character; bytes that stand there as they are have been converted with the header.
 class extended_text_t {
- public:
+public:
   void add(section_t const& section, bool is_first) {
     if (!section.is_extended) {
       convert_pending();
@@ -277,7 +277,7 @@ class extended_text_t {
     return std::move(_text);
   }
 
- private:
+private:
   void take_charset(std::string_view& text) {
     std::size_t const language = text.find('\'');
     std::size_t const start = language == text.npos ? text.npos : text.find('\'', language + 1);

@@ -144,7 +144,8 @@ TEST(Address, QuotesAndEscapes) {
 // Anything that costs more than linear time takes minutes here.
 TEST(Address, FloodsAreCheap) {
   auto const start = std::chrono::steady_clock::now();
-  for (char const* flood : { ",", "<", "(", "\"", "'", ":;", "<>", "()", "\"\"", "''", "a<", "<a@b", "(<", "\\\"", "@,", ") (" }) {
+  for (char const* flood :
+       { ",", "<", "(", "\"", "'", ":;", "<>", "()", "\"\"", "''", "a<", "<a@b", "(<", "\\\"", "@,", ") (" }) {
     std::string const text = repeated(flood, 100'000);
     elements(text);
     name_and_address(text);

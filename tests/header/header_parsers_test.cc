@@ -83,7 +83,8 @@ TEST(FieldParser, CallablesTakePrecedence) {
     return header::match_t{ cursor - 1, cursor };
   });
   EXPECT_EQ(values(parser, "xy"), (texts_t{ "x", "y" }));
-  parser.set_transform_char_function([](char const* first, char const* last) { return std::string(first, last) + "!"; });
+  parser.set_transform_char_function(
+      [](char const* first, char const* last) { return std::string(first, last) + "!"; });
   EXPECT_EQ(values(parser, "xy"), (texts_t{ "xy!" }));
   parser.set_transform_function([](std::string const& value) { return value == "no" ? unset_string : value + "?"; });
   EXPECT_EQ(values(parser, "xy"), (texts_t{ "xy?" }));
@@ -126,8 +127,8 @@ TEST(FieldRegistry, BuildsPaths) {
   })plist"));
 
   EXPECT_EQ(texts(registry.paths()),
-            (texts_t{ "#p.'a.b'", "h.number", "h.split", "h.whole", "i.number", "i.split", "i.whole", "j.number", "j.split",
-                      "j.whole", "o.x", "plain", "s", "s.whole" }));
+            (texts_t{ "#p.'a.b'", "h.number", "h.split", "h.whole", "i.number", "i.split", "i.whole", "j.number",
+                      "j.split", "j.whole", "o.x", "plain", "s", "s.whole" }));
   EXPECT_EQ(registry.first_value({ "h", "number" }, "ab=17"), "17");
   EXPECT_EQ(registry.all_values({ "h", "split", "whole" }, { "a@x, b@y", "c@z" }), (texts_t{ "a@x", "b@y", "c@z" }));
   EXPECT_EQ(registry.first_value({ "o", "x" }, "abcdefghij"), "a") << "keys are texts: 1, 10, 2";
@@ -135,10 +136,11 @@ TEST(FieldRegistry, BuildsPaths) {
 
   EXPECT_EQ(registry.compact({ "h", "split", "whole" }), (field_path_t{ "h", "whole" }));
   EXPECT_EQ(registry.compact({ "h", "number" }), (field_path_t{ "h", "number" }));
-  for (auto const& [form, full] : { std::pair<field_path_t, field_path_t>{ { "h", "whole" }, { "h", "split", "whole" } },
-                                    { { "h#lc", "whole" }, { "h#lc", "split", "whole" } },
-                                    { { "s" }, { "s", "all" } },
-                                    { { "x", "y" }, { "x", "y" } } }) {
+  for (auto const& [form, full] :
+       { std::pair<field_path_t, field_path_t>{ { "h", "whole" }, { "h", "split", "whole" } },
+         { { "h#lc", "whole" }, { "h#lc", "split", "whole" } },
+         { { "s" }, { "s", "all" } },
+         { { "x", "y" }, { "x", "y" } } }) {
     field_path_t path = form;
     registry.expand(path);
     EXPECT_EQ(path, full);
@@ -150,12 +152,14 @@ TEST(FieldRegistry, BuildsPaths) {
   EXPECT_FALSE(registry.parser(field_path_t{ "plain" }));
 
   EXPECT_TRUE(registry.is_shorthand("any") && registry.is_shorthand("any#lc") && !registry.is_shorthand("any2#lc"));
-  EXPECT_EQ(registry.paths_of_shorthand("any#lc"), (std::vector<field_path_t>{ { "h#lc", "split" }, { "i#lc", "number" } }));
+  EXPECT_EQ(registry.paths_of_shorthand("any#lc"),
+            (std::vector<field_path_t>{ { "h#lc", "split" }, { "i#lc", "number" } }));
   EXPECT_EQ(registry.paths_of_shorthand("none"), std::vector<field_path_t>{});
 }
 
 TEST(FieldRegistry, ResolvesStepByStep) {
-  field_registry_t const registry(specifiers("{ parsers = { a = { header = h; functions = ({ specifier = split; }); }; }; }"));
+  field_registry_t const registry(
+      specifiers("{ parsers = { a = { header = h; functions = ({ specifier = split; }); }; }; }"));
   EXPECT_EQ(registry.first_value({ "h", "split", "other" }, "a@x, b@y"), "a@x") << "unknown steps change nothing";
   EXPECT_EQ(registry.first_value({ "h", "split" }, "none"), unset_string);
   EXPECT_EQ(registry.all_values({ "h", "split" }, { "none" }), texts_t{});
@@ -166,10 +170,11 @@ TEST(FieldRegistry, Warnings) {
   EXPECT_EQ(warnings_of("a = { header = h; functions = (text, { specifier = f; parsers = (nosuch); }); };"),
             "Warning: Specifier function is not defined with a dictionary:\ntext\n"
             "Warning: Could not find the header parser named 'nosuch'\n");
-  EXPECT_EQ(warnings_of("a = { header = h; specifierRegex = \"(a)(b)\"; specifierCaptures = {"
-                        " 1 = { specifier = x; alwaysImplicit = YES; canBeImplicit = YES; }; 2 = { specifier = y; }; }; };"),
-            "Warning: 'alwaysImplicit' can only be used when a single capture is defined.\n"
-            "Warning: Both 'alwaysImplicit' and 'canBeImplicit' defined.\n");
+  EXPECT_EQ(
+      warnings_of("a = { header = h; specifierRegex = \"(a)(b)\"; specifierCaptures = {"
+                  " 1 = { specifier = x; alwaysImplicit = YES; canBeImplicit = YES; }; 2 = { specifier = y; }; }; };"),
+      "Warning: 'alwaysImplicit' can only be used when a single capture is defined.\n"
+      "Warning: Both 'alwaysImplicit' and 'canBeImplicit' defined.\n");
   EXPECT_EQ(warnings_of("a = { header = h; functions = ({ specifier = f; alwaysImplicit = YES; },"
                         " { specifier = g; alwaysImplicit = YES; }); };"),
             "Warning: Expansion for 'h' already exists.\n");
@@ -178,9 +183,10 @@ TEST(FieldRegistry, Warnings) {
 }
 
 TEST(FieldRegistryDeathTest, CapturesOfOneNameShareAType) {
-  EXPECT_DEATH(field_registry_t(specifiers("{ parsers = { a = { header = h; specifierRegex = \"(a)(b)\"; specifierCaptures = {"
-                                           " 1 = { specifier = x; }; 2 = { specifier = x; type = noTabs; }; }; }; }; }")),
-               "Fatal: Mismatching capture types \\(0 != 4\\)\n");
+  EXPECT_DEATH(
+      field_registry_t(specifiers("{ parsers = { a = { header = h; specifierRegex = \"(a)(b)\"; specifierCaptures = {"
+                                  " 1 = { specifier = x; }; 2 = { specifier = x; type = noTabs; }; }; }; }; }")),
+      "Fatal: Mismatching capture types \\(0 != 4\\)\n");
 }
 
 TEST(Specifiers, Files) {
@@ -209,8 +215,9 @@ TEST(Specifiers, UserCopyReplacesEntries) {
 TEST(SpecifiersDeathTest, DefaultListIsNeeded) {
   temporary_folder_t const folder;
   variable_guard_t const resources("KELMIME_RESOURCES", folder.path());
-  EXPECT_DEATH(load_specifiers(),
-               "^Unable to load or parse default specifiers plist \\(Frameworks/KelMIME/resources/specifiers.plist\\)\n");
+  EXPECT_DEATH(
+      load_specifiers(),
+      "^Unable to load or parse default specifiers plist \\(Frameworks/KelMIME/resources/specifiers.plist\\)\n");
 }
 
 }  // namespace kel

@@ -133,8 +133,8 @@ TEST(Parameters, Mechanism) {
 
 TEST(Parameters, FloodsAreCheap) {
   auto const start = std::chrono::steady_clock::now();
-  for (char const* flood : { "x=1;", "x=\"", "x=\"y\",", "x=(", "(", "((\\", "x=\"a\" b ", "x*0=1;", "a b ", "=", "\"", "x=a (",
-                             ";", "x=\\\"", "a=b c", " ", "x=\"\\\\", "x*=a'b'%;" }) {
+  for (char const* flood : { "x=1;", "x=\"", "x=\"y\",", "x=(", "(", "((\\", "x=\"a\" b ", "x*0=1;", "a b ", "=", "\"",
+                             "x=a (", ";", "x=\\\"", "a=b c", " ", "x=\"\\\\", "x*=a'b'%;" }) {
     std::string const value = repeated(flood, 100'000);
     parse_structured_value(value);
     normal_parameters(value);

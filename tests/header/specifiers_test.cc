@@ -58,7 +58,8 @@ TEST(Specifiers, PageAndRegistryListTheSamePaths) {
   std::set<std::string> known;
   for (field_path_t const& path : field_parsers_init::get_field_paths())
     known.insert(to_s(path));
-  std::set<std::string> const documented = documented_paths(path::content(KELMIME_RESOURCES_DIR "/../docs/field-paths.md"));
+  std::set<std::string> const documented =
+      documented_paths(path::content(KELMIME_RESOURCES_DIR "/../docs/field-paths.md"));
   EXPECT_GT(known.size(), 1000U);
   std::vector<std::string> undocumented, unknown;
   std::ranges::set_difference(known, documented, std::back_inserter(undocumented));
@@ -146,7 +147,8 @@ TEST(Specifiers, ValuesOfRealHeaders) {
     { "#any-header.split", "a \"b c\"d e", "[a][\"b c\"d][e]" },
   };
   for (auto const& row : rows)
-    EXPECT_EQ(joined(header_parser::parse_all_from_header(row.path, row.body)), row.expected) << row.path << ": " << row.body;
+    EXPECT_EQ(joined(header_parser::parse_all_from_header(row.path, row.body)), row.expected)
+        << row.path << ": " << row.body;
 }
 
 // Each pattern compiles, and none is slow on a long value of one kind of bytes.
