@@ -1,0 +1,323 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <random>
+#include <thread>
+
+#include <iconv.h>
+
+#include <codec/codec_verbs.h>
+#include <codec/utf8.h>
+#include <kelmime/charset.h>
+
+namespace kel {
+namespace {
+
+using namespace std::literals;
+using test::described;
+using test::lines_t;
+using test::output_of;
+
+std::string const latin1_form = "caf\xC3\xA9";
+
+struct converted_t {
+  std::string text;
+  std::string charset;
+  lines_t records;
+};
+
+converted_t converted(std::string_view input, std::string charset, charset_guesser_t const& guesser = {}) {
+  mime_errors_handler_t errors;
+  std::string text = output_of(
+      input, [&](auto first, auto last, auto out) { convert_to_utf8(first, last, out, charset, guesser, &errors); });
+  return { text, charset, described(errors) };
+}
+
+TEST(ConvertToUtf8, CorrectsClaims) {
+  std::string const non_ascii = "Non-ASCII detected in string claimed to be ASCII (“";
+  struct {
+    char const* name;
+    std::string_view input;
+    std::string declared, guess, text, used;
+    lines_t records;
+  } const rows[] = {
+    { "ascii", "abc", "ascii", "", "abc", "us-ascii", { "Non-standard charset is assumed to be 'us-ascii' | ascii" } },
+    { "utf-8 called ASCII",
+      "0123456789\t0123456789ab\n\xC3\xA9",
+      "us-ascii",
+      "koi8-r",
+      "0123456789\t0123456789ab\n\xC3\xA9",
+      "utf-8",
+      { non_ascii + "us-ascii”). It is valid and assumed to be UTF-8. | 456789\\t0123456789ab\\n\xC3\xA9" } },
+    { "no charset, guessed",
+      "\xE9",
+      "",
+      "iso-8859-1",
+      "\xC3\xA9",
+      "iso-8859-1",
+      { non_ascii + "”). It is not valid UTF-8. Instead ISO-8859-1 is assumed | {E9}" } },
+    { "no charset, nothing guessed",
+      "\xE9",
+      "",
+      "",
+      "\xC3\xA9",
+      "",
+      { non_ascii + "”). It is not valid UTF-8. Instead  is assumed | {E9}",
+        "Invalid multibyte sequence encountered (iconv / ) | {E9}" } },
+    { "unknown-8bit",
+      "\xC1\n",
+      "unknown-8bit",
+      "koi8-r",
+      "а\n",
+      "koi8-r",
+      { "Charset is “unknown-8bit” and contains 8 bit characters. It is not valid UTF-8. Instead KOI8-R is assumed | "
+        "{C1}\\n" } },
+    { "x-unknown in ASCII",
+      "abc",
+      "x-unknown",
+      "",
+      "abc",
+      "x-unknown",
+      { "Unknown charset specified for conversion (iconv)" } },
+    { "another name of ASCII", "abc", "iso_646.irv:1991", "", "abc", "iso_646.irv:1991", {} },
+    { "no charset in ASCII", "abc", "", "", "abc", "", {} },
+    { "escape sequence without a charset",
+      "a\x1B$B$\"\x1B(B",
+      "",
+      "",
+      "aあ",
+      "iso-2022-jp-3",
+      { "Escape character detected in string (charset is “”). Instead ISO-2022-JP is assumed | a{1B}$B$\"{1B}(B" } },
+    { "escape sequence, guessed too",
+      "\x1B$B$\"",
+      "",
+      "iso-2022-jp",
+      "あ",
+      "iso-2022-jp-3",
+      { "Escape character detected in string (charset is “”). Instead ISO-2022-JP is assumed | {1B}$B$\"" } },
+    { "escape sequence, something else guessed", "\x1B$B", "", "koi8-r", "\x1B$B", "", {} },
+    { "escape sequence in declared ASCII", "\x1B$B", "us-ascii", "", "\x1B$B", "us-ascii", {} },
+    { "escape sequence behind an 8-bit byte",
+      "\xC1\x1B$B",
+      "",
+      "koi8-r",
+      "а\x1B$B",
+      "koi8-r",
+      { non_ascii + "”). It is not valid UTF-8. Instead KOI8-R is assumed | {C1}{1B}$B" } },
+    { "gb2312 is more than it says", "\x81\x40", "gb2312", "", "丂", "gb18030", {} },
+    { "ks_c_5601-1987", "\xB0\xA1", "ks_c_5601-1987", "", "가", "euc-kr", {} },
+    { "western", "caf\xE9", "western", "", latin1_form, "iso-8859-1", {} },
+    { "unknown charset",
+      "caf\xE9",
+      "foo",
+      "",
+      latin1_form,
+      "foo",
+      { "Unknown charset specified for conversion (iconv)" } },
+    { "stray byte in utf-8",
+      "\xC3\xA9 \xFF \xC3\xA9",
+      "utf-8",
+      "",
+      "\xC3\xA9 ÿ Ã©",
+      "utf-8",
+      { "Invalid multibyte sequence encountered (iconv / utf-8) | {C3}{A9} {FF} {C3}{A9}" } },
+    { "utf-8 cut off",
+      "a\xE2\x82",
+      "utf-8",
+      "",
+      "aâ\xC2\x82",
+      "utf-8",
+      { "Incomplete multibyte sequence encountered (iconv / utf-8) | a{E2}{82}" } },
+    { "utf-8 beyond Unicode",
+      "\xF4\x90\x80\x80",
+      "utf-8",
+      "",
+      "ô\xC2\x90\xC2\x80\xC2\x80",
+      "utf-8",
+      { "Invalid multibyte sequence encountered (iconv / utf-8) | {F4}{90}{80}{80}" } },
+    { "a byte without a meaning",
+      "a\x81z",
+      "windows-1252",
+      "",
+      "a\xC2\x81z",
+      "windows-1252",
+      { "Invalid multibyte sequence encountered (iconv / windows-1252) | a{81}z" } },
+    { "nothing", "", "ascii", "", "", "ascii", {} },
+  };
+  for (auto const& row : rows) {
+    converted_t const result = converted(row.input, row.declared, [&] { return row.guess; });
+    EXPECT_EQ(result.text, row.text) << row.name;
+    EXPECT_EQ(result.charset, row.used) << row.name;
+    EXPECT_EQ(result.records, row.records) << row.name;
+
+    std::string charset = row.declared;
+    std::vector<char> unrecorded;
+    convert_to_utf8(
+        row.input.begin(), row.input.end(), std::back_inserter(unrecorded), charset, [&] { return row.guess; },
+        nullptr);
+    EXPECT_EQ(std::string(unrecorded.begin(), unrecorded.end()), row.text) << row.name;
+  }
+}
+
+TEST(ConvertToUtf8, AsksTheGuesserOnlyWhenNeeded) {
+  int asked = 0;
+  charset_guesser_t const guesser = [&] { return ++asked, "koi8-r"s; };
+  for (auto const* charset : { "us-ascii", "utf-8", "iso-8859-1", "" })
+    converted("plain", charset, guesser);
+  EXPECT_EQ(asked, 0);
+  converted("\x1B$B\x1B$B\x1B$B\x1B$B", "", guesser);
+  EXPECT_LE(asked, 2);
+}
+
+// One pass through iconv, as the definition has it.
+struct reference_t {
+  std::string text;
+  std::size_t stop;
+  int error;
+};
+
+reference_t reference(std::string input, char const* charset) {
+  iconv_t const descriptor = iconv_open("UTF-8", charset);
+  std::string text(input.size() * 8 + 16, '\0');
+  char* in = input.data();
+  char* out = text.data();
+  std::size_t in_left = input.size();
+  std::size_t out_left = text.size();
+  bool const is_whole = iconv(descriptor, &in, &in_left, &out, &out_left) != static_cast<std::size_t>(-1);
+  int const error = is_whole ? 0 : errno;
+  iconv(descriptor, nullptr, nullptr, &out, &out_left);
+  iconv_close(descriptor);
+  return { text.substr(0, text.size() - out_left), input.size() - in_left, error };
+}
+
+constexpr char const* many_charsets[] = {
+  "us-ascii",  "iso-8859-1", "iso-8859-8", "windows-1252", "windows-1255", "windows-1258", "koi8-r", "koi8-u",
+  "macintosh", "cp437",      "tcvn",       "shift_jis",    "euc-jp",       "gb18030",      "big5",   "big5-hkscs",
+  "euc-kr",    "utf-16",     "utf-16le",   "utf-32",       "utf-7",        "iso-2022-kr",  "hz",     "ebcdic-us",
+};
+
+// Tables, kept converters and windows must not show: positions, text and records are those of a new converter.
+TEST(Convert, AgreesWithIconv) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 40; ++round) {
+    for (auto const* charset : many_charsets) {
+      iconv_t const probe = iconv_open("UTF-8", charset);
+      if (probe == reinterpret_cast<iconv_t>(-1))
+        continue;
+      iconv_close(probe);
+      std::string input;
+      for (std::size_t size = random() % (round % 8 ? 40 : 20000); input.size() < size;)
+        input += static_cast<char>(random() % (round % 3 ? 128 : 256));
+      reference_t const expected = reference(input, charset);
+      mime_errors_handler_t errors;
+      std::string text;
+      auto const stop = convert(input.begin(), input.end(), std::back_inserter(text), charset, "UTF-8",
+                                /*use_fallback*/ false, &errors);
+      ASSERT_EQ(text, expected.text) << charset;
+      ASSERT_EQ(stop - input.begin(), static_cast<std::ptrdiff_t>(expected.stop)) << charset;
+      ASSERT_EQ(errors.records().size(), expected.error ? 1u : 0u) << charset;
+      if (expected.error) {
+        ASSERT_EQ(errors.records()[0].at("description").starts_with("Incomplete"), expected.error == EINVAL) << charset;
+      }
+      ASSERT_TRUE(utf8::is_valid(text.begin(), text.end())) << charset;
+    }
+  }
+}
+
+std::string substituted(std::string_view input, std::string_view from, std::string_view to = "UTF-8") {
+  return output_of(input, [&](auto first, auto last, auto out) {
+    convert(first, last, out, from, to, /*use_fallback*/ true, nullptr);
+  });
+}
+
+TEST(Convert, SubstitutesWhatDoesNotConvert) {
+  EXPECT_EQ(substituted("a\xFF\xC3\xA9\x80z", "utf-8"), "a<U+00FF>é<U+0080>z");
+  EXPECT_EQ(substituted("a\x81\x8Dz", "windows-1252"), "a<U+0081><U+008D>z");
+  EXPECT_EQ(substituted("a\xE9", "us-ascii"), "a<U+00E9>");
+  EXPECT_EQ(substituted("\x1B$B$\"\xFF$\"\x1B(Bz", "iso-2022-jp"), "あ<U+00FF>あz");
+  EXPECT_EQ(substituted("a\xC3\xA9\xFF\xE2\x82\xAC!", "utf-8", "iso-8859-1"), "a\xE9<U+00FF><U+00E2><U+0082><U+00AC>!");
+}
+
+TEST(Convert, ForgetsTheByteOrderOfTheTextBefore) {
+  EXPECT_EQ(converted("\xFE\xFF\0a"sv, "utf-16").text, "a");
+  EXPECT_EQ(converted("\xFF\xFE"
+                      "b\0"sv,
+                      "utf-16")
+                .text,
+            "b");
+  EXPECT_EQ(converted("\xFE\xFF\0c"sv, "utf-16").text, "c");
+}
+
+TEST(Convert, ReadsUcs4WithinUnicode) {
+  for (auto const* charset : { "ucs-4", "iso-10646", "ucs-4be" })
+    EXPECT_EQ(converted("\0\0\0a\0\x11\0\0"sv, charset).text, "a\0\x11\0\0"sv) << charset;
+}
+
+TEST(Convert, OpensOnlyCharsetsOfMail) {
+  for (std::string const name : { "wchar_t", "(wchar_t)", "internal", "char", "ucs-4-internal", "java", "utf-8//ignore",
+                                  "utf-8,utf-16", "iso 8859-1", "\xC3\xA9", "no-such-charset", "+" })
+    EXPECT_EQ(converted("abcd", name).records, (lines_t{ "Unknown charset specified for conversion (iconv)" })) << name;
+  EXPECT_EQ(converted("a", "utf-8" + std::string(60, '+')).records.size(), 1u);
+  EXPECT_EQ(converted("caf\xE9", "nf_z_62-010_(1973)").records,
+            (lines_t{ "Invalid multibyte sequence encountered (iconv / nf_z_62-010_(1973)) | caf{E9}" }));
+
+  mime_errors_handler_t errors;
+  std::string text;
+  std::string const input = "abc";
+  EXPECT_EQ(convert(input.begin(), input.end(), std::back_inserter(text), "none", "UTF-8", false, &errors),
+            input.begin());
+  EXPECT_EQ(errors.records()[0].at("from_charset") + " " + errors.records()[0].at("to_charset"), "none UTF-8");
+}
+
+// A pass that is said to record nothing records nothing; the common ones are said to.
+TEST(ConvertToUtf8, KnowsSilentPasses) {
+  for (std::string const text : { "plain", "caf\xC3\xA9", "\xC2\x81\xD0\x8D", "\x1B$B", "\xEF\xBF\xBD" }) {
+    for (std::string const charset : { "", "ascii", "us-ascii", "utf-8", "iso-8859-1", "windows-1252", "koi8-r",
+                                       "x-unknown", "western", "shift_jis", "iso-2022-jp-3", "gb2312", "foo" }) {
+      if (is_silent_conversion(text, charset)) {
+        EXPECT_EQ(converted(text, charset).records, lines_t{}) << charset << " " << text;
+      }
+    }
+  }
+  EXPECT_TRUE(is_silent_conversion(latin1_form, "utf-8") && is_silent_conversion(latin1_form, "iso-8859-1"));
+  EXPECT_TRUE(is_silent_conversion("plain", "us-ascii") && is_silent_conversion("plain", "windows-1252"));
+  EXPECT_FALSE(is_silent_conversion("\xC2\x81", "windows-1252") || is_silent_conversion(latin1_form, "us-ascii"));
+}
+
+TEST(Convert, StartsColdInTwoThreads) {
+  auto const work = [] {
+    for (auto const* charset : { "cp866", "iso-8859-7", "euc-tw", "cp1250" })
+      EXPECT_EQ(converted("abc", charset).text, "abc");
+  };
+  std::thread one(work);
+  std::thread two(work);
+  one.join();
+  two.join();
+}
+
+TEST(GuessCharset, FindsTheFirstName) {
+  struct {
+    std::string input;
+    char const* expected;
+  } const rows[] = {
+    { "charset=Windows-1251; or koi8-r", "windows-1251" },
+    { "ISO-8859-15", "iso-8859-1" },
+    { "=?WINDOWS-874?", "windows-874" },
+    { "koi8-cs", "koi8-cs" },
+    { "koi8-x EUC-TW", "euc-tw" },
+    { "Subject: \x1B$B", "iso-2022-jp" },
+    { "iso-2022-kr \x1B$", "iso-2022-kr" },
+    { "utf-8, us-ascii, \x1B(", "" },
+    { std::string(2994, '\xFF') + "gb2312", "gb2312" },
+    { std::string(2995, ' ') + "gb2312", "" },
+    { "", "" },
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(test::on_exact_copy(row.input, [](auto first, auto last) { return guess_charset(first, last); }),
+              row.expected)
+        << row.input;
+  }
+}
+
+}  // namespace
+}  // namespace kel
