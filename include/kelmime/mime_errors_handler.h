@@ -70,6 +70,8 @@ class KELMIME_EXPORT mime_errors_handler_t {
     std::array<pair_view_t, 2> viewed;
   };
 
+  void complete(mime_error_t& record) const;
+  void append(mime_error_t&& record);
   bool is_full_after(mime_error_t const& record);
 
   std::vector<context_t> _contexts;

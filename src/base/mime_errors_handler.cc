@@ -37,12 +37,18 @@ void mime_errors_handler_t::push_back(std::string_view key1, std::string_view va
   if (_is_closed)
     return;
   mime_error_t record = record_of(key1, value1, key2, value2, key3, value3);
-  push_back(record);
+  complete(record);
+  append(std::move(record));
 }
 
 void mime_errors_handler_t::push_back(mime_error_t& record) {
   if (_is_closed)
     return;
+  complete(record);
+  append(mime_error_t(record));
+}
+
+void mime_errors_handler_t::complete(mime_error_t& record) const {
   for (auto context = _contexts.rbegin(); context != _contexts.rend(); ++context) {
     record.insert(context->owned.begin(), context->owned.end());
     for (auto const& [key, value] : context->viewed)
@@ -52,12 +58,15 @@ void mime_errors_handler_t::push_back(mime_error_t& record) {
     if (value.size() > limits::record_context_bytes)
       value.resize(limits::record_context_bytes);
   }
+}
+
+void mime_errors_handler_t::append(mime_error_t&& record) {
   if (is_full_after(record)) {
     _is_closed = true;
     _records.push_back({ { "description", "Too many problems in this part, the further ones are not listed" } });
     return;
   }
-  _records.push_back(record);
+  _records.push_back(std::move(record));
 }
 
 bool mime_errors_handler_t::is_full_after(mime_error_t const& record) {
