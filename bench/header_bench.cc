@@ -1,10 +1,9 @@
-// Header blocks: read in full, scanned for an index, and asked for addresses.
+// Header blocks: read in full and scanned for an index, and dates.
 #include <benchmark/benchmark.h>
 
 #include <map>
 #include <string>
 
-#include <kelmime/header_parser.h>
 #include <kelmime/headers.h>
 #include <kelmime/quick_parse_headers.h>
 #include <kelmime/rfc822_date_parser.h>
@@ -34,8 +33,6 @@ std::string const encoded_words =
 
 std::string const japanese = repeated("X-Header: =?iso-2022-jp?b?GyRCOzNFRBsoQg==?=\n", 50) + "\n";
 
-std::string const recipients = "first@example.org" + repeated(",\n \"Doe, John\" <john.doe@example.org>", 2000);
-
 void count_bytes(benchmark::State& state, std::string const& text) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }
@@ -59,12 +56,6 @@ void quick_scan(benchmark::State& state) {
   count_bytes(state, usual);
 }
 
-void split_addresses(benchmark::State& state) {
-  for (auto _ : state)
-    benchmark::DoNotOptimize(kel::header_parser::parse_all_from_header("to.split.address", recipients).size());
-  count_bytes(state, recipients);
-}
-
 void parse_date(benchmark::State& state) {
   std::string const text = "Mon, 01 Jan 2024 10:20:30 +0200 (CEST)";
   for (auto _ : state) {
@@ -78,7 +69,6 @@ BENCHMARK_CAPTURE(read_block, usual, usual);
 BENCHMARK_CAPTURE(read_block, encoded_words, encoded_words);
 BENCHMARK_CAPTURE(read_block, japanese, japanese);
 BENCHMARK(quick_scan);
-BENCHMARK(split_addresses);
 BENCHMARK(parse_date);
 
 }  // namespace
