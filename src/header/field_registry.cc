@@ -94,7 +94,9 @@ std::vector<std::string> header_names(plist::dictionary_t const& entry) {
 }
 
 std::string or_unset(std::string value) {
-  return value.empty() ? unset_string : std::move(value);
+  if (value.empty())
+    value = unset_string;
+  return value;
 }
 
 std::string canonical_date(std::string const& value) {

@@ -20,7 +20,7 @@ bool is_program(std::string const& path) {
 // Relative folders in PATH are left out: they would let the current folder choose the program.
 std::string find_program(std::string const& folders, std::string_view name) {
   for (std::string const& folder : text::split(folders, ":")) {
-    std::string const candidate = path::join(folder, name);
+    std::string candidate = path::join(folder, name);
     if (folder.starts_with('/') && is_program(candidate))
       return candidate;
   }
