@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <codec/find_byte.h>
 #include <header/unfold.h>
 #include <kel/ascii.h>
 
@@ -10,7 +11,7 @@ namespace kel {
 void append_unfolded(char const* first, char const* last, std::string& out) {
   char const* const begin = first;
   for (;;) {
-    char const* const line_feed = std::find(first, last, '\n');
+    char const* const line_feed = find_byte(first, last, '\n');
     out.append(first, line_feed);
     if (line_feed == last)
       return;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include <codec/find_byte.h>
 #include <header/join_encoded_words.h>
 #include <kel/ascii.h>
 #include <kelmime/charset.h>
@@ -70,7 +71,7 @@ std::back_insert_iterator<std::string> decode_header_line(char const* begin, cha
     end = begin + joined.size();
   }
 
-  char const* cursor = std::find(begin, end, '=');
+  char const* cursor = find_byte(begin, end, '=');
   convert_from(charset, begin, cursor);
   bool is_behind_word = false;
   for (encoded_word_t word; (word = find_encoded_word(cursor, end, errors)).start; cursor = word.end) {

@@ -89,7 +89,8 @@ Out encode_words(char const* first, char const* last, Out out) {
     return out;
   }
   bool const is_base64 = which_mime_encoding(first, last) == "base64";
-  std::string const opening = "=?" + charset + (is_base64 ? "?b?" : "?q?");
+  std::string opening = "=?";
+  opening.append(charset).append(is_base64 ? "?b?" : "?q?");
   std::size_t const limit = 58 - charset.size();
   for (bool is_first = true; first != last; is_first = false) {
     append(out, is_first ? "" : " ");

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string_view>
 
+#include <codec/find_byte.h>
 #include <header/address_header.h>
 #include <header/received_date.h>
 #include <header/unfold.h>
@@ -34,26 +35,17 @@ constexpr auto is_name_byte = [] {
   return table;
 }();
 
-// Bytes that keep a value from being plain, and the "=" that may do so.
-enum plainness_t : std::uint8_t { plain = 0, equals = 1, special = 2 };
-
-constexpr auto plainness = [] {
-  std::array<std::uint8_t, 256> table{};
-  table[0] = special;
-  table[27] = special;  // ESC may begin Japanese text
-  table['='] = equals;
-  for (std::size_t i = 0x80; i < 256; ++i)
-    table[i] = special;
-  return table;
-}();
-
 // Whether decoding the value would give the value itself, whatever the guessed charset is: neither encoded words, nor
 // 8-bit bytes, nor escape sequences, nor zero bytes.
 bool is_plain(std::string_view value) {
-  std::uint8_t found = plain;
-  for (char const c : value)
-    found |= plainness[byte_value(c)];
-  return found == plain || (found == equals && value.find("=?") == value.npos);
+  constexpr char escape = 27;  // may begin Japanese text
+  std::uint8_t bits = 0, special = 0, equals = 0;
+  for (char const c : value) {  // to the end, whatever is found, so that the compiler can look at many bytes at once
+    bits |= byte_value(c);
+    special |= static_cast<std::uint8_t>((c == 0) | (c == escape));
+    equals |= static_cast<std::uint8_t>(c == '=');
+  }
+  return bits < 0x80 && !special && !(equals && value.find("=?") != value.npos);
 }
 
 // Charsets whose plain text is ASCII and whose use is never worth a record.
@@ -74,7 +66,7 @@ char const* find_colon(char const* line, char const* end) {
 // none.
 char const* find_value_end(char const* value, char const* end) {
   for (char const* cursor = value;;) {
-    char const* const line_feed = std::find(cursor, end, '\n');
+    char const* const line_feed = find_byte(cursor, end, '\n');
     if (line_feed == end)
       return end;
     cursor = line_feed + 1;
@@ -130,7 +122,7 @@ public:
 
 private:
   void skip_malformed_line() {
-    char const* const line_feed = std::find(_cursor, _end, '\n');
+    char const* const line_feed = find_byte(_cursor, _end, '\n');
     report(&_errors, "Warning: Skipping malformed header line",
            std::string_view(_cursor, line_feed).substr(0, longest_name));
     _cursor = line_feed == _end ? _end : line_feed + 1;

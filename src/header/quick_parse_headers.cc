@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include <codec/find_byte.h>
 #include <header/received_date.h>
 #include <kel/ascii.h>
 #include <kel/text.h>
@@ -19,7 +20,7 @@ using found_headers_t = std::map<std::string, std::string, std::less<>>;
 // The line feed that is not followed by a blank, or `end`.
 char const* find_value_end(char const* value, char const* end) {
   for (char const* cursor = value;; ++cursor) {
-    cursor = std::find(cursor, end, '\n');
+    cursor = find_byte(cursor, end, '\n');
     if (cursor == end || end - cursor == 1 || !ascii::is_blank(cursor[1]))
       return cursor;
   }
@@ -159,7 +160,7 @@ std::map<std::string, std::string, std::less<>> quick_parse_headers(char const*&
 }
 
 bool parse_parameter(char const* begin, char const* end, std::string_view name, std::string& value) {
-  for (char const* cursor = begin; cursor != end && *cursor == ';'; cursor = std::find(cursor, end, ';')) {
+  for (char const* cursor = begin; cursor != end && *cursor == ';'; cursor = find_byte(cursor, end, ';')) {
     ++cursor;
     skip_white_space(cursor, end);
     char const* const name_end = std::find_if(cursor, end, [](char c) { return c == '=' || c == ';'; });

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -72,6 +74,26 @@ int find_name(std::array<std::string_view, count> const& names, std::string_view
   auto const found =
       std::ranges::find_if(names, [&](std::string_view name) { return ascii::starts_with_ignoring_case(text, name); });
   return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+}
+
+void append_number(std::string& text, std::ptrdiff_t number, std::ptrdiff_t width, char padding) {
+  std::array<char, 24> digits;
+  char* const digits_end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+  std::ptrdiff_t const missing = std::max<std::ptrdiff_t>(width - (digits_end - digits.begin()), 0);
+  text.append(static_cast<std::size_t>(missing), padding).append(digits.begin(), digits_end);
+}
+
+// "yyyy-MM-dd HH:mm:ss" of fields with the full year. By hand, since every message has a few dates and printf is slow.
+std::string canonical_text(std::tm const& fields) {
+  std::string text;
+  text.reserve(32);
+  append_number(text, fields.tm_year, 4, ' ');
+  append_number(text += '-', fields.tm_mon + 1, 2, '0');
+  append_number(text += '-', fields.tm_mday, 2, '0');
+  append_number(text += ' ', fields.tm_hour, 2, '0');
+  append_number(text += ':', fields.tm_min, 2, '0');
+  append_number(text += ':', fields.tm_sec, 2, '0');
+  return text;
 }
 
 // Printable characters except parentheses and the backslash.
@@ -407,15 +429,16 @@ std::string rfc822_date_parser_t::canonical_format() const {
   std::time_t const moment = timegm(&written) - (_zone / 100) * 3600 - (_zone % 100) * 60;
   std::tm utc = {};
   gmtime_r(&moment, &utc);
-  return text::format("%4d-%02d-%02d %02d:%02d:%02d", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour,
-                      utc.tm_min, utc.tm_sec);
+  utc.tm_year += 1900;
+  return canonical_text(utc);
 }
 
 std::string rfc822_date_parser_t::local_canonical_format() const {
   if (!_valid)
     return {};
-  return text::format("%4d-%02d-%02d %02d:%02d:%02d %+05td", _time.tm_year, _time.tm_mon + 1, _time.tm_mday,
-                      _time.tm_hour, _time.tm_min, _time.tm_sec, _zone);
+  std::string text = canonical_text(_time) + (_zone < 0 ? " -" : " +");
+  append_number(text, std::abs(_zone), 4, '0');
+  return text;
 }
 
 std::tm rfc822_date_parser_t::get_time() {

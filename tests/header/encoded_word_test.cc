@@ -1,12 +1,13 @@
 #include <kelmime/encoded_word.h>
 
 #include <random>
-#include <regex>
 
 #include <gtest/gtest.h>
 
 #include <header/join_encoded_words.h>
 #include <header/reading.h>
+#include <kel/format_string.h>
+#include <kel/regexp.h>
 #include <kelmime/encoded_word_output.h>
 #include <kelmime/headers.h>
 #include <kelmime/transfer_encoding_choice.h>
@@ -89,9 +90,9 @@ TEST(FindEncodedWord, TakesWhatIsOne) {
 
 // The rule that the single pass stands for.
 std::string joined_by_rule(std::string text) {
-  static std::regex const adjacent(R"((=\?[^?]+\?\S\?)([^?]*)\?=\s+\1([^?]*\?=))");
+  static regexp::pattern_t const adjacent(R"((=\?[^?]+\?\S\?)([^?]*)\?=\s+(?:\k<1>)([^?]*\?=))");
   for (;;) {
-    std::string next = std::regex_replace(text, adjacent, "$1$2$3");
+    std::string next = format_string::replace(text, adjacent, "$1$2$3");
     if (next == text)
       return text;
     text = std::move(next);
