@@ -9,11 +9,13 @@ namespace {
 
 std::string header_block() {
   return "Return-Path: <ann@example.org>\n"
-         "Received: from mail.example.org (mail.example.org [192.0.2.1])\n\tby mx.example.net (Postfix) with ESMTPS id 4T1x2y3z\n"
+         "Received: from mail.example.org (mail.example.org [192.0.2.1])\n\tby mx.example.net (Postfix) with ESMTPS id "
+         "4T1x2y3z\n"
          "\tfor <bob@example.net>; Tue,  2 Jan 2024 09:00:01 +0100 (CET)\n"
          "From: =?utf-8?q?Ann_Ex=C3=A4mple?= <ann@example.org>\nTo: Bob <bob@example.net>, Carol <carol@example.net>\n"
          "Subject: A quite ordinary subject line\nDate: Tue, 2 Jan 2024 09:00:00 +0100\n"
-         "Message-ID: <20240102090000.12345@example.org>\nReferences: <a@example.org> <b@example.org>\n\t<c@example.org>\n"
+         "Message-ID: <20240102090000.12345@example.org>\nReferences: <a@example.org> "
+         "<b@example.org>\n\t<c@example.org>\n"
          "MIME-Version: 1.0\n";
 }
 
@@ -27,27 +29,37 @@ std::string repeated(std::string const& text, std::size_t bytes) {
 
 // A newsletter: both alternatives in quoted-printable.
 std::string newsletter() {
-  std::string const line = "Liebe Gr=C3=BC=C3=9Fe aus M=C3=BCnchen, und viele weitere W=C3=B6rter bis zum Rand=\n hier.\n";
-  return header_block() + "Content-Type: multipart/alternative; boundary=\"=_alt\"\n\n\n--=_alt\n"
-         "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: quoted-printable\n\n" + repeated(line, 8 << 10) +
+  std::string const line =
+      "Liebe Gr=C3=BC=C3=9Fe aus M=C3=BCnchen, und viele weitere W=C3=B6rter bis zum Rand=\n hier.\n";
+  return header_block() +
+         "Content-Type: multipart/alternative; boundary=\"=_alt\"\n\n\n--=_alt\n"
+         "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: quoted-printable\n\n" +
+         repeated(line, 8 << 10) +
          "--=_alt\nContent-Type: text/html; charset=utf-8\nContent-Transfer-Encoding: quoted-printable\n\n" +
          repeated("<p style=3D\"margin:0\">" + line + "</p>\n", 40 << 10) + "--=_alt--\n";
 }
 
 std::string with_attachment(std::size_t bytes) {
-  std::string const line = repeated("QUJDREVGR0hJSktMTU5PUFFSU1RVVldYWVphYmNkZWZnaGlqa2xtbm9wcXJz", 76).substr(0, 76) + "\n";
-  return header_block() + "Content-Type: multipart/mixed; boundary=\"=_mix\"\n\n\n--=_mix\nContent-Type: text/plain\n\nSee it.\n"
-         "--=_mix\nContent-Type: application/pdf; name=\"plan.pdf\"\nContent-Disposition: attachment; filename=\"plan.pdf\"\n"
-         "Content-Transfer-Encoding: base64\n\n" + repeated(line, bytes) + "--=_mix--\n";
+  std::string const line =
+      repeated("QUJDREVGR0hJSktMTU5PUFFSU1RVVldYWVphYmNkZWZnaGlqa2xtbm9wcXJz", 76).substr(0, 76) + "\n";
+  return header_block() +
+         "Content-Type: multipart/mixed; boundary=\"=_mix\"\n\n\n--=_mix\nContent-Type: text/plain\n\nSee it.\n"
+         "--=_mix\nContent-Type: application/pdf; name=\"plan.pdf\"\nContent-Disposition: attachment; "
+         "filename=\"plan.pdf\"\n"
+         "Content-Transfer-Encoding: base64\n\n" +
+         repeated(line, bytes) + "--=_mix--\n";
 }
 
 std::string plain_note() {
-  return header_block() + "Content-Type: text/plain; charset=us-ascii\n\n" + repeated("Just a line of text, as people write them.\n", 2 << 10);
+  return header_block() + "Content-Type: text/plain; charset=us-ascii\n\n" +
+         repeated("Just a line of text, as people write them.\n", 2 << 10);
 }
 
 std::string many_small_parts() {
   return header_block() + "Content-Type: multipart/digest; boundary=d\n\n\n" +
-         repeated("--d\nContent-Type: text/plain; charset=iso-8859-1\nContent-Disposition: inline\n\nshort\n", 64 << 10) + "--d--\n";
+         repeated("--d\nContent-Type: text/plain; charset=iso-8859-1\nContent-Disposition: inline\n\nshort\n",
+                  64 << 10) +
+         "--d--\n";
 }
 
 std::string deep() {

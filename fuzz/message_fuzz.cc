@@ -9,8 +9,9 @@
 namespace {
 
 void ask(kel::body_part_t& part) {
-  for (char const* path : { "subject", "from.address", "from.name", "to.split.address", "content-type.parameter.split.charset",
-                            "date.#local", "list-post.split.mailto", "received.for", "references.split" })
+  for (char const* path :
+       { "subject", "from.address", "from.name", "to.split.address", "content-type.parameter.split.charset",
+         "date.#local", "list-post.split.mailto", "received.for", "references.split" })
     part.get_header(path, "");
   part.get_filename();
   part.get_suggested_filename();

@@ -84,7 +84,7 @@ KELMIME_EXPORT void set_html_rendering(html_rendering_t rendering);
 using environment_value_t = std::variant<std::string, long, bool>;
 
 class KELMIME_EXPORT body_part_t {
- public:
+public:
   using headers_t = std::multimap<std::string, std::string>;
 
   static constexpr std::size_t no_preference = static_cast<std::size_t>(-1);
@@ -265,7 +265,7 @@ class KELMIME_EXPORT body_part_t {
   // `decode` it shows what is unfolded so far and changes nothing.
   void dump(bool decode, std::size_t indent);
 
- private:
+private:
   void init_child(body_part_t& parent, std::shared_ptr<message_bytes_t> const& bytes, char const* begin,
                   char const* end);
   void parse_block(char const* begin, char const* end);
@@ -295,7 +295,7 @@ class KELMIME_EXPORT body_part_t {
 
   // Written by parsing (body.cc).
   headers_t _headers;
-  std::shared_ptr<message_bytes_t> _bytes;           // owner of what the three pointers look into
+  std::shared_ptr<message_bytes_t> _bytes;            // owner of what the three pointers look into
   std::shared_ptr<std::vector<char>> _original_data;  // the same bytes, at a root built from a vector
   std::shared_ptr<tree_budget_t> _budget;             // what the whole tree may still cost
   char const* _raw_begin = nullptr;
@@ -306,7 +306,8 @@ class KELMIME_EXPORT body_part_t {
   std::size_t _level = 0;
   bool _is_headers_only = false;
   std::string _guessed_charset = unset_string;
-  std::array<std::shared_ptr<header::structured_value_t const>, 2> _content_headers;  // type, disposition; when asked for
+  std::array<std::shared_ptr<header::structured_value_t const>, 2>
+      _content_headers;  // type, disposition; when asked for
 
   // Written by unfolding (body_parser.cc). No decoded bytes: the raw body is the decoded one.
   std::shared_ptr<std::vector<char> const> _decoded_body;

@@ -40,9 +40,9 @@ KELMIME_EXPORT bool sequence_isspace(char const* begin, char const* end);
 // looked into. `top_level` parts are not decoded where the standard forbids an encoding, nested ones are. Text and
 // messages lose their CR bytes. `charset` is the declared one, lower-cased. `decoded` stays empty when the bytes are
 // used as they stand.
-KELMIME_EXPORT void decode(char const* first, char const* last, bool top_level, std::string& type,
-                           std::string& subtype, std::string encoding, std::string const& disposition,
-                           std::string const& charset, std::vector<char>& decoded, mime_errors_handler_t* errors);
+KELMIME_EXPORT void decode(char const* first, char const* last, bool top_level, std::string& type, std::string& subtype,
+                           std::string encoding, std::string const& disposition, std::string const& charset,
+                           std::vector<char>& decoded, mime_errors_handler_t* errors);
 
 // Turns a text body into UTF-8 in its reading form. The input is `decoded` when it holds anything, else the range; the
 // result replaces `decoded`. `charset` receives the charset that was really used.
@@ -52,7 +52,8 @@ KELMIME_EXPORT void decode_text(char const* first, char const* last, std::vector
 
 // Removes the line breaks of flowed plain text (RFC 3676); text of any other subtype is copied.
 KELMIME_EXPORT void decode_to_canonical_format(char const* first, char const* last, std::string const& subtype,
-                                               bool flowed, bool delsp, std::back_insert_iterator<std::vector<char>> out,
+                                               bool flowed, bool delsp,
+                                               std::back_insert_iterator<std::vector<char>> out,
                                                mime_errors_handler_t* errors);
 
 }  // namespace kel

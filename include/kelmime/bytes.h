@@ -10,6 +10,8 @@
 
 namespace kel {
 
+// clang-format off: it takes the angle brackets of a concept for comparisons
+
 // A position in contiguous bytes: a pointer, or an iterator of a string, a string view or a byte vector.
 template <typename In>
 concept byte_iterator = std::contiguous_iterator<In> && std::same_as<std::iter_value_t<In>, char>;
@@ -18,6 +20,8 @@ concept byte_iterator = std::contiguous_iterator<In> && std::same_as<std::iter_v
 template <typename Out>
 concept byte_inserter = std::same_as<Out, std::back_insert_iterator<std::string>> ||
                         std::same_as<Out, std::back_insert_iterator<std::vector<char>>>;
+
+// clang-format on
 
 // Bytes owned by somebody else.
 struct range_t {

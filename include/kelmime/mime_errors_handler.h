@@ -32,7 +32,7 @@ using mime_error_t = std::map<std::string, std::string>;
 // records or `limits::record_text_bytes` of text it makes one closing record and drops what follows. The same problem
 // met twice gives two records.
 class KELMIME_EXPORT mime_errors_handler_t {
- public:
+public:
   // Appends a record with key1 always, key2 and key3 only where the key is not empty. The contexts in force complete
   // it: a key of the record wins over every context, an inner context over an outer one.
   void push_back(std::string_view key1, std::string_view value1, std::string_view key2, std::string_view value2,
@@ -59,7 +59,7 @@ class KELMIME_EXPORT mime_errors_handler_t {
   // bytes of the message are written escaped.
   void dump() const;
 
- private:
+private:
   friend class error_context_t;
 
   using pair_view_t = std::pair<std::string_view, std::string_view>;
@@ -82,7 +82,7 @@ class KELMIME_EXPORT mime_errors_handler_t {
 
 // Keeps a context in force while it lives. The collector may be null; the views must outlive the guard.
 class KELMIME_EXPORT error_context_t {
- public:
+public:
   using pair_view_t = std::pair<std::string_view, std::string_view>;
 
   error_context_t(mime_errors_handler_t* errors, pair_view_t first, pair_view_t second = {});
@@ -90,7 +90,7 @@ class KELMIME_EXPORT error_context_t {
   error_context_t(error_context_t const&) = delete;
   error_context_t& operator=(error_context_t const&) = delete;
 
- private:
+private:
   mime_errors_handler_t* _errors;
 };
 

@@ -206,8 +206,9 @@ std::string body_part_t::get_header(std::vector<std::string> const& path, std::s
   if (!get_header_bodies(path, values))
     return fallback;
   if (values.size() > 1) {
-    _errors.push_back("header", to_s(path), "description", "Multiple values found for header part expected to be unique",
-                      "context", text::join(values, ", "));
+    _errors.push_back("header", to_s(path), "description",
+                      "Multiple values found for header part expected to be unique", "context",
+                      text::join(values, ", "));
   }
   return values.front();
 }

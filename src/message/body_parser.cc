@@ -57,8 +57,8 @@ void decode(char const* first, char const* last, bool top_level, std::string& ty
                          "' is unknown, but seems to be the charset of the message (7bit encoding assumed instead)");
       encoding = "7bit";
     } else {
-      report(errors, "Encoding '" + encoding +
-                         "' is unknown. Now treated as application/octet-stream with a binary encoding");
+      report(errors,
+             "Encoding '" + encoding + "' is unknown. Now treated as application/octet-stream with a binary encoding");
       type = "application";
       subtype = "octet-stream";
       encoding = "binary";
@@ -166,8 +166,9 @@ void body_part_t::decode_leaf_text(std::string const& subtype, std::string chars
     warning("Decoding empty text body for id %d\n", _unique_id);
   bool const flowed = get_header_lowercased("content-type.parameter.split.format", "") == "flowed";
   bool const delsp = get_header_lowercased("content-type.parameter.split.delsp", "") == "yes";
-  decode_text(_body_begin, _raw_end, decoded, subtype, flowed, delsp, charset,
-              [this] { return get_guessed_charset(); }, &_errors);
+  decode_text(
+      _body_begin, _raw_end, decoded, subtype, flowed, delsp, charset, [this] { return get_guessed_charset(); },
+      &_errors);
 }
 
 // False when the tree may not hold that much more: the raw body then stands for itself.

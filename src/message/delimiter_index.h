@@ -14,14 +14,14 @@
 namespace kel {
 
 class delimiter_index_t {
- public:
+public:
   delimiter_index_t(char const* begin, char const* end);
 
   // The beginnings of the lines in [first, last) that may be delimiter lines for `delimiter` ("--" and the boundary,
   // without line feeds), in order.
   std::vector<char const*> candidates(char const* first, char const* last, std::string_view delimiter) const;
 
- private:
+private:
   struct line_t {
     std::uint64_t hash;
     std::size_t offset;

@@ -14,7 +14,7 @@
 namespace kel {
 
 class message_bytes_t {
- public:
+public:
   // Bytes that the caller keeps alive.
   message_bytes_t(char const* begin, char const* end) : _begin(begin), _end(end) {}
 
@@ -27,7 +27,7 @@ class message_bytes_t {
     return *_index;
   }
 
- private:
+private:
   std::shared_ptr<std::vector<char> const> _owner;
   char const* _begin;
   char const* _end;

@@ -64,7 +64,7 @@ struct all_lines_t {
 
 // The lines that the index names, asked for in ascending order.
 class indexed_lines_t {
- public:
+public:
   explicit indexed_lines_t(std::vector<char const*> candidates) : _candidates(std::move(candidates)) {}
 
   char const* line_after(char const* from) {
@@ -73,7 +73,7 @@ class indexed_lines_t {
     return _next == _candidates.size() ? nullptr : _candidates[_next];
   }
 
- private:
+private:
   std::vector<char const*> _candidates;
   std::size_t _next = 0;
 };
