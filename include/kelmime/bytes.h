@@ -10,7 +10,8 @@
 
 namespace kel {
 
-// clang-format off: it takes the angle brackets of a concept for comparisons
+// The formatter takes the angle brackets of a concept for comparisons.
+// clang-format off
 
 // A position in contiguous bytes: a pointer, or an iterator of a string, a string view or a byte vector.
 template <typename In>
