@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include <codec/utf8.h>
 #include <kelmime/charset.h>
 #include <kelmime/decoding.h>
 #include <kelmime/encoding.h>
@@ -56,17 +57,26 @@ void encode_and_decode(std::string_view body) {
   }
 }
 
+// Whatever the bytes and the charset are, the text is valid UTF-8.
+void convert_to_valid_utf8(std::string_view body, std::string charset, kel::mime_errors_handler_t& errors) {
+  std::string text;
+  kel::convert(body.begin(), body.end(), std::back_inserter(text), charset, "UTF-8", /*use_fallback*/ true, &errors);
+  kel::japanese_convert(body.begin(), body.end(), std::back_inserter(text), charset, &errors);
+  kel::convert_to_utf8(body.begin(), body.end(), std::back_inserter(text), charset, {}, &errors);
+  if (!kel::utf8::is_valid(text.begin(), text.end()))
+    std::abort();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   if (size == 0)
     return 0;
   std::string_view const body(reinterpret_cast<char const*>(data) + 1, size - 1);
-  std::string charset(charsets[data[0] % std::size(charsets)]);
+  std::string const charset(charsets[data[0] % std::size(charsets)]);
 
   kel::mime_errors_handler_t errors;
-  std::string text;
-  kel::convert_to_utf8(body.begin(), body.end(), std::back_inserter(text), charset, {}, &errors);
+  convert_to_valid_utf8(body, charset, errors);
   kel::guess_charset(body.begin(), body.end());
   decode_everything(body, errors);
   encode_and_decode(body);

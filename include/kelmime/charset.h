@@ -6,13 +6,13 @@
 // name a form that exists inside of programs only; all others are unknown charsets.
 #pragma once
 
-#include <functional>
-#include <string>
-#include <string_view>
-
 #include <kelmime/bytes.h>
 #include <kelmime/export.h>
 #include <kelmime/mime_errors_handler.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
 
 namespace kel {
 

@@ -4,11 +4,11 @@
 // it can be. All functions append to the output and read nothing outside of [first, last).
 #pragma once
 
-#include <string_view>
-
 #include <kelmime/bytes.h>
 #include <kelmime/export.h>
 #include <kelmime/mime_errors_handler.h>
+
+#include <string_view>
 
 namespace kel {
 

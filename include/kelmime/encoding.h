@@ -2,10 +2,10 @@
 // them into CR LF is the transport's business.
 #pragma once
 
-#include <string_view>
-
 #include <kelmime/bytes.h>
 #include <kelmime/export.h>
+
+#include <string_view>
 
 namespace kel {
 

@@ -1,12 +1,12 @@
 // Hexadecimal digits, and bytes made readable for records.
 #pragma once
 
+#include <kelmime/bytes.h>
+#include <kelmime/export.h>
+
 #include <cstdint>
 #include <iterator>
 #include <string_view>
-
-#include <kelmime/bytes.h>
-#include <kelmime/export.h>
 
 namespace kel {
 

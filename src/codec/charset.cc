@@ -9,9 +9,6 @@
 // Known mislabels ("gb2312", "ks_c_5601-1987", "western") are replaced silently.
 #include <kelmime/charset.h>
 
-#include <algorithm>
-#include <array>
-
 #include <codec/circled_numbers.h>
 #include <codec/conversion.h>
 #include <codec/converter.h>
@@ -19,6 +16,9 @@
 #include <codec/find_byte.h>
 #include <codec/utf8.h>
 #include <kel/text.h>
+
+#include <algorithm>
+#include <array>
 
 namespace kel {
 

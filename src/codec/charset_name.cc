@@ -1,13 +1,13 @@
 #include <codec/charset_name.h>
 
-#include <algorithm>
-#include <array>
-#include <span>
+#include <kel/ascii.h>
+#include <kel/text.h>
 
 #include <langinfo.h>
 
-#include <kel/ascii.h>
-#include <kel/text.h>
+#include <algorithm>
+#include <array>
+#include <span>
 
 namespace kel {
 

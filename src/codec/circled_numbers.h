@@ -1,10 +1,10 @@
 // Circled numbers in ISO-2022-JP: a vendor's row 13, which the standard charset does not have.
 #pragma once
 
+#include <kelmime/mime_errors_handler.h>
+
 #include <string>
 #include <string_view>
-
-#include <kelmime/mime_errors_handler.h>
 
 namespace kel {
 

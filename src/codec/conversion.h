@@ -1,10 +1,10 @@
 // Conversion passes over a range, for the functions that are made of several.
 #pragma once
 
-#include <string_view>
-
 #include <codec/output.h>
 #include <kelmime/mime_errors_handler.h>
+
+#include <string_view>
 
 namespace kel {
 

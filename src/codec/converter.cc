@@ -1,15 +1,15 @@
 #include <codec/converter.h>
 
-#include <algorithm>
-#include <map>
-#include <string>
-#include <utility>
-
 #include <codec/charset_name.h>
 #include <codec/iconv_converter.h>
 #include <codec/single_byte.h>
 #include <codec/utf8.h>
 #include <kel/text.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <utility>
 
 namespace kel {
 

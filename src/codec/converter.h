@@ -4,10 +4,10 @@
 // All of them stop at the same bytes and for the same reasons as an iconv that reads its input strictly would.
 #pragma once
 
+#include <codec/output.h>
+
 #include <memory>
 #include <string_view>
-
-#include <codec/output.h>
 
 namespace kel {
 

@@ -8,14 +8,14 @@
 //   4. uuencode: the length character of a line is ignored, a missing "begin" or "end" is no fault.
 #include <kelmime/decoding.h>
 
-#include <algorithm>
-#include <array>
-
 #include <base/fatal.h>
 #include <codec/base_64_alphabet.h>
 #include <codec/excerpt.h>
 #include <codec/find_byte.h>
 #include <codec/output.h>
+
+#include <algorithm>
+#include <array>
 
 namespace kel {
 

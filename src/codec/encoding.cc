@@ -1,11 +1,11 @@
 #include <kelmime/encoding.h>
 
-#include <algorithm>
-#include <array>
-
 #include <codec/base_64_alphabet.h>
 #include <codec/output.h>
 #include <kelmime/hex.h>
+
+#include <algorithm>
+#include <array>
 
 namespace kel {
 

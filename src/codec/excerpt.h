@@ -1,13 +1,13 @@
 // Excerpts of a text for the contexts of records.
 #pragma once
 
+#include <kelmime/hex.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <string>
 #include <string_view>
-
-#include <kelmime/hex.h>
 
 namespace kel {
 

@@ -4,11 +4,11 @@
 // only ">>" does, since there a space after a ">" belongs to the text.
 #include <kelmime/format_flowed.h>
 
-#include <algorithm>
-#include <string_view>
-
 #include <codec/find_byte.h>
 #include <codec/output.h>
+
+#include <algorithm>
+#include <string_view>
 
 namespace kel {
 

@@ -1,8 +1,9 @@
-#include <algorithm>
-
 #include <kelmime/charset.h>
+
 #include <kel/regexp.h>
 #include <kel/text.h>
+
+#include <algorithm>
 
 namespace kel {
 

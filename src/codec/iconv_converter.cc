@@ -5,16 +5,16 @@
 // early has not looked at much more than it converted: texts of bad lines begin one conversion per line.
 #include <codec/iconv_converter.h>
 
+#include <codec/iso_2022_jp.h>
+#include <codec/utf8.h>
+
+#include <iconv.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <functional>
 #include <string_view>
-
-#include <iconv.h>
-
-#include <codec/iso_2022_jp.h>
-#include <codec/utf8.h>
 
 namespace kel {
 

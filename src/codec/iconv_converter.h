@@ -1,10 +1,10 @@
 // The C library's converters, made strict.
 #pragma once
 
+#include <codec/converter.h>
+
 #include <memory>
 #include <string>
-
-#include <codec/converter.h>
 
 namespace kel {
 

@@ -1,8 +1,8 @@
 #include <codec/iso_2022_jp.h>
 
-#include <algorithm>
-
 #include <codec/find_byte.h>
+
+#include <algorithm>
 
 namespace kel::iso_2022_jp {
 

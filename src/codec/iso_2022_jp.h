@@ -1,10 +1,10 @@
 // The escape sequences of ISO-2022-JP and its variants (RFC 1468, RFC 1554, RFC 2237, JIS X 0213).
 #pragma once
 
+#include <codec/converter.h>
+
 #include <optional>
 #include <string_view>
-
-#include <codec/converter.h>
 
 namespace kel::iso_2022_jp {
 

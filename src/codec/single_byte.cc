@@ -1,13 +1,13 @@
 #include <codec/single_byte.h>
 
+#include <codec/iconv_converter.h>
+#include <codec/utf8.h>
+#include <kelmime/bytes.h>
+
 #include <algorithm>
 #include <cstring>
 #include <map>
 #include <mutex>
-
-#include <codec/iconv_converter.h>
-#include <codec/utf8.h>
-#include <kelmime/bytes.h>
 
 namespace kel {
 

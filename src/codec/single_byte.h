@@ -1,12 +1,12 @@
 // Charsets in which every byte is a character: Windows-125x, KOI8, ISO-8859 and many others.
 #pragma once
 
+#include <codec/converter.h>
+
 #include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
-
-#include <codec/converter.h>
 
 namespace kel {
 

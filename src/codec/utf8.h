@@ -1,10 +1,10 @@
 // UTF-8 as RFC 3629 defines it: no overlong forms, no surrogates, nothing above U+10FFFF.
 #pragma once
 
+#include <kelmime/bytes.h>
+
 #include <cstdint>
 #include <cstring>
-
-#include <kelmime/bytes.h>
 
 namespace kel::utf8 {
 
