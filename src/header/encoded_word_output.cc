@@ -29,8 +29,7 @@ constexpr bool is_written_as_is(char c) {
 
 template <byte_inserter Out>
 void append(Out out, std::string_view bytes) {
-  auto& container = container_of(out);
-  container.insert(container.end(), bytes.begin(), bytes.end());
+  std::ranges::copy(bytes, out);
 }
 
 // At most `limit` bytes, cut between two characters. Bytes that are no UTF-8 are cut anywhere.
@@ -43,11 +42,13 @@ char const* end_of_base64_word(char const* first, char const* last, std::size_t 
   return cut == first ? first + limit : cut;
 }
 
-// Behind the last of the words that begin at `first`, where one that needs encoding begins, and all need encoding.
+// Behind the last of the words that begin at `first`, where one that needs encoding begins, and all need encoding. Other
+// white space than spaces is no word, since it would be lost between two encoded words.
 char const* end_of_encoded_run(char const* first, char const* last) {
   char const* run_end = first;
   for (;;) {
-    char const* const word = std::find_if_not(run_end, last, is_separator);
+    char const* const word =
+        std::find_if_not(run_end, last, [](char c) { return is_separator(c) || ascii::is_space(c); });
     char const* const word_end = std::find_if(word, last, is_separator);
     if (std::find_if(word, word_end, is_high) == word_end)
       return run_end;

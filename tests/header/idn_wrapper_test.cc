@@ -56,7 +56,7 @@ TEST(Idn, UpperCaseLabelsAreLabels) {
 
 TEST(Idn, ListsOfDomainsAreReadInTime) {
   for (std::string_view const piece : { "a@xn--mnchen-3ya.de,", "@m\u00FC,", "@xn--99zzz.", "@", "(", "\"" }) {
-    std::string const value = repeated(piece, 4 << 20);
+    std::string const value = repeated(piece, 1 << 20);
     EXPECT_TRUE(is_done_in_time([&] { idn::header_domains_to_utf8(value); })) << piece;
     EXPECT_TRUE(is_done_in_time([&] { idn::header_domains_to_ascii(value); })) << piece;
   }

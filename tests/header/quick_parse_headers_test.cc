@@ -107,7 +107,7 @@ TEST(ParseParameter, FindsOneAmongMany) {
 
 TEST(QuickParseHeaders, HostileBlocksAreReadInTime) {
   for (std::string_view const piece : { "A:\n", "x", "a: =?u?q?a?=\n", ";", "content-type: a;", "received: ;((\n" }) {
-    std::string const text = repeated(piece, 4 << 20);
+    std::string const text = repeated(piece, 1 << 20);
     EXPECT_TRUE(is_done_in_time([&] { scanned(text, { "a", "received", "content-type" }); })) << piece;
     EXPECT_TRUE(is_done_in_time([&] { scanned("content-type: multipart/x" + text, { "content-type" }); })) << piece;
   }
