@@ -244,6 +244,7 @@ void decode_uuencoded_range(char const* first, char const* last, output_t& out) 
 template <byte_inserter Out>
 Out decode_quoted_printable(char const* first, char const* last, Out out, mime_errors_handler_t* errors, bool binary) {
   output_t output(container_of(out));
+  output.expect(static_cast<std::size_t>(last - first));
   quoted_printable_decoder_t(first, last, output, errors, binary).decode();
   return out;
 }
