@@ -16,8 +16,12 @@ char lowercased(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
+bool is_letter(char c) {
+  return lowercased(c) >= 'a' && lowercased(c) <= 'z';
+}
+
 bool is_letter_or_digit(char c) {
-  return (lowercased(c) >= 'a' && lowercased(c) <= 'z') || (c >= '0' && c <= '9');
+  return is_letter(c) || (c >= '0' && c <= '9');
 }
 
 bool is_space(char c) {
@@ -148,7 +152,7 @@ private:
       skip_past("-->", 4);
     } else if (_rest.starts_with("<!") || _rest.starts_with("<?")) {
       skip_past(">", 2);
-    } else if (_rest.size() > 1 && (_rest[1] == '/' || is_letter_or_digit(_rest[1]))) {
+    } else if (_rest.size() > 1 && (_rest[1] == '/' || is_letter(_rest[1]))) {
       take_tag();
     } else {
       make_room();

@@ -35,7 +35,11 @@ std::string with_controls_escaped(std::string const& text) {
   std::string out;
   out.reserve(text.size() + 1);
   std::size_t copied = 0;
-  for (std::size_t i = text.find_first_of("\x7f\xc2"); i != text.npos; i = text.find_first_of("\x7f\xc2", i)) {
+  for (std::size_t i = 0; i < text.size();) {
+    if (text[i] != '\x7f' && text[i] != '\xc2') {
+      ++i;
+      continue;
+    }
     std::size_t const start = i;
     character_t const character = take_character(text, i);
     if (!is_control(character.value))
