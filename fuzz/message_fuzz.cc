@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   std::vector<std::string> recipients;
   message->get_resent_recipients(recipients);
   kel::body_part_t copy = *message;
-  copy.set_parents();
+  copy.detach();
   copy.set_header("subject", "changed");
   if (std::string(message->raw_data()) != std::string(data, data + size))
     __builtin_trap();

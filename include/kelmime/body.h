@@ -89,11 +89,12 @@ public:
 
   static constexpr std::size_t no_preference = static_cast<std::size_t>(-1);
 
-  // Copying copies the subtree and shares the bytes. Parents are copied as they stand: the children inside a copy still
-  // name the parts they were copied from. Whoever detaches a copy calls `set_parents` on it.
+  // Copying copies the subtree and shares the bytes. Parents are copied as they stand: the copy names the parent of the
+  // original, and the children inside it the parts they were copied from; so do the children of a part that was moved.
+  // Whoever goes on to use one calls `detach` on it first, or `set_parent` where it joins another tree.
   body_part_t() = default;
 
-  // Forgets what was parsed: bytes, headers, children's place in the tree.
+  // Forgets what was parsed: bytes, headers, children, records, the place in the tree.
   void init();
 
   // Parses one part: its header block and, for a multipart, the preamble. The bytes stay with the caller.
@@ -192,8 +193,8 @@ public:
   body_part_t* parent() const { return _parent; }
   void set_parent(body_part_t* parent) { _parent = parent; }
 
-  // Makes the parents of the whole subtree name the parts of this subtree: for a copy that is used on its own.
-  void set_parents();
+  // Makes this part the root of a tree of its own: for a copy, and for a part that was moved.
+  void detach();
 
   std::string get_signature_range() const;  // the root's
   std::string get_html_signature() const;   // the root's
@@ -247,8 +248,7 @@ public:
 
   // --- Looking inside: errors, sizes, dumps --------------------------------------- body_inspection.cc
 
-  // The part's own records; `num_errors` and `get_errors` unfold and visit the subtree, `dump_errors` writes what is
-  // there to standard error.
+  // The part's own records; the others unfold and visit the subtree. `dump_errors` writes to standard error.
   mime_errors_handler_t& errors() { return _errors; }
   std::size_t num_root_errors() const;
   std::size_t num_errors();
@@ -262,7 +262,7 @@ public:
   std::size_t space_usage();
 
   // Writes the subtree to standard error for debugging, at most 1000 bytes of each body, control bytes escaped. Without
-  // `decode` it shows what is unfolded so far and changes nothing.
+  // `decode` it shows what is unfolded so far.
   void dump(bool decode, std::size_t indent);
 
 private:
@@ -275,6 +275,7 @@ private:
   bool answer_quickly(std::string_view path, std::string const& fallback, std::string& answer);
   std::shared_ptr<header::structured_value_t const> content_header(std::string const& name);
   void drop_raw_bytes();
+  void adopt_subparts();
   body_part_t const& root() const;
 
   std::string transfer_encoding();
@@ -284,11 +285,11 @@ private:
   bool may_unfold();
   void unfold_message();
   void unfold_multipart(std::string const& subtype, std::string const& charset);
-  void keep_text(std::string const& name, range_t text);
   void adopt_ranges(bool is_signed, std::vector<range_t> const& ranges, std::shared_ptr<message_bytes_t> const& bytes);
-  void adopt_as_plain_text(range_t body, std::vector<range_t> const& ranges, std::string const& charset);
-  body_part_t* append_child(std::shared_ptr<message_bytes_t> const& bytes, char const* begin, char const* end);
-  std::shared_ptr<message_bytes_t> decoded_bytes() const;
+  void adopt_as_plain_text(range_t body, std::string const& charset);
+  body_part_t* append_child(std::shared_ptr<message_bytes_t> const& bytes, range_t range);
+  std::shared_ptr<message_bytes_t> text_of_container();
+  void keep_outside_text(range_t preamble, range_t epilogue);
   std::string_view decoded_view() const;
 
   void dump_headers(std::size_t indent) const;

@@ -18,7 +18,7 @@ namespace kel {
 // Writes "Warning: " and the text.
 [[gnu::format(printf, 1, 2)]] void warning(char const* format, ...);
 
-// The text with control bytes written as "{1B}"; bytes of 0x80 and above stay, since they are UTF-8.
+// The text with control characters, U+0080 to U+009F included, and bytes that are not UTF-8 written as "{1B}".
 std::string printable(std::string_view text);
 
 }  // namespace kel

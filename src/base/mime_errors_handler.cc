@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include <base/fatal.h>
+#include <base/utf8.h>
 #include <kelmime/limits.h>
 
 namespace kel {
@@ -11,13 +12,13 @@ namespace {
 
 void add_pair(mime_error_t& record, std::string_view key, std::string_view value) {
   if (!key.empty())
-    record.emplace(key, value.substr(0, limits::record_context_bytes));
+    record.emplace(key, utf8::prefix(value, limits::record_context_bytes));
 }
 
 mime_error_t record_of(std::string_view key1, std::string_view value1, std::string_view key2, std::string_view value2,
                        std::string_view key3, std::string_view value3) {
   mime_error_t record;
-  record.emplace(key1, value1.substr(0, limits::record_context_bytes));
+  record.emplace(key1, utf8::prefix(value1, limits::record_context_bytes));
   add_pair(record, key2, value2);
   add_pair(record, key3, value3);
   return record;
@@ -56,7 +57,7 @@ void mime_errors_handler_t::complete(mime_error_t& record) const {
   }
   for (auto& [key, value] : record) {
     if (value.size() > limits::record_context_bytes)
-      value.resize(limits::record_context_bytes);
+      value.resize(utf8::prefix(value, limits::record_context_bytes).size());
   }
 }
 

@@ -55,14 +55,23 @@ struct mime_version_t {
   int minor = -1;
 };
 
+// An integer as `scanf` takes it: white space and a sign may stand before it.
+bool read_integer(char const*& cursor, char const* end, int& value) {
+  cursor = std::find_if_not(cursor, end, ascii::is_space);
+  if (cursor != end && *cursor == '+')
+    ++cursor;
+  auto const [after, problem] = std::from_chars(cursor, end, value);
+  cursor = after;
+  return problem == std::errc();
+}
+
 // Reads "1.0"; what cannot be read stays -1.
 mime_version_t parse_mime_version(std::string const& text) {
   mime_version_t version;
   char const* const end = text.data() + text.size();
-  char const* cursor = std::find_if_not(text.data(), end, ascii::is_space);
-  auto const [after_major, problem] = std::from_chars(cursor, end, version.major);
-  if (problem == std::errc() && after_major != end && *after_major == '.')
-    std::from_chars(after_major + 1, end, version.minor);
+  char const* cursor = text.data();
+  if (read_integer(cursor, end, version.major) && cursor != end && *cursor == '.')
+    read_integer(++cursor, end, version.minor);
   return version;
 }
 
@@ -117,9 +126,13 @@ void body_part_t::init() {
   _level = 0;
   _decoded_body.reset();
   _is_decoded = false;
+  _subparts.clear();
   _parent = nullptr;
+  _original_data.reset();
   _headers.clear();
   _content_headers = {};
+  _errors = {};
+  _description.clear();
   _unique_id = -1;
   _is_headers_only = false;
   _has_changed = false;
@@ -171,8 +184,8 @@ void body_part_t::parse_block(char const* begin, char const* end) {
   read_preamble(end);
   _raw_end = end;
   check_mime_version();
-  if (auto const found = _headers.find("content-description"); found != _headers.end())
-    _description = found->second;
+  if (exists_header("content-description"))
+    _description = _headers.lower_bound("content-description")->second;
 }
 
 void body_part_t::read_preamble(char const* end) {
@@ -185,10 +198,9 @@ void body_part_t::read_preamble(char const* end) {
 }
 
 void body_part_t::check_mime_version() {
-  auto const found = _headers.find("mime-version");
-  if (found == _headers.end())
+  if (!exists_header("mime-version"))
     return;
-  auto const [major, minor] = parse_mime_version(strip_comments(found->second));
+  auto const [major, minor] = parse_mime_version(strip_comments(_headers.lower_bound("mime-version")->second));
   if (major != 1 || minor != 0)
     report(&_errors, "Unknown MIME version. Trying to handle it as version 1.0\n",
            std::to_string(major) + "." + std::to_string(minor));
@@ -249,24 +261,28 @@ void body_part_t::set_header(std::string const& name, std::string const& value) 
   bool const describes_bytes = !is_virtual(name) && !name.starts_with("resent-");
   if (describes_bytes)
     drop_raw_bytes();
-  _headers.erase(name);
+  bool const is_stored = value != unset_string && (!value.empty() || is_kept_when_empty(name));
+  // Name and value may be those of the header that is replaced: the new one is made before the old ones go.
+  auto const added = is_stored ? _headers.emplace(name, value) : _headers.end();
+  auto const [first, last] = _headers.equal_range(name);
+  std::string const kept_name = name;
+  _headers.erase(first, is_stored ? added : last);
   _content_headers = {};
-  if (value != unset_string && (!value.empty() || is_kept_when_empty(name)))
-    _headers.emplace(name, value);
-  if (name != "##tags")
-    _updated_headers.insert(name);
-  if (!is_marker(name))
+  if (kept_name != "##tags")
+    _updated_headers.insert(kept_name);
+  if (!is_marker(kept_name))
     _has_changed = true;
 }
 
-// The decoded side of the part must survive: children are unfolded now, and a leaf whose raw body was its decoded body
-// gets a copy of it.
+// The decoded side of the part must survive: children are unfolded now, the hint at a charset is taken for their sake,
+// and a leaf whose raw body was its decoded body gets a copy of it.
 void body_part_t::drop_raw_bytes() {
   if (!_raw_begin)
     return;
   decode_body();
+  get_guessed_charset();
   if (!_decoded_body && _subparts.empty())
-    store_decoded({ _body_begin, _raw_end });
+    _decoded_body = std::make_shared<std::vector<char> const>(_body_begin, _raw_end);
   _raw_begin = _body_begin = _raw_end = nullptr;
 }
 
@@ -374,8 +390,8 @@ bool body_part_t::is_format_fixed() {
 }
 
 std::string body_part_t::get_filename() {
-  std::string const name = get_header("content-disposition.parameter.split.filename", unset_string);
-  return usable_name(name == unset_string ? get_header("content-type.parameter.split.name", "") : name);
+  std::string const name = get_header("content-disposition.parameter.split.filename", "");
+  return usable_name(name.empty() ? get_header("content-type.parameter.split.name", "") : name);
 }
 
 std::string body_part_t::get_suggested_filename() {
@@ -395,8 +411,11 @@ std::string body_part_t::get_suggested_filename() {
 std::string body_part_t::get_description() {
   if (!_description.empty())
     return _description;
+  std::string const stated = get_header("content-description", unset_string);
+  if (stated != unset_string)
+    return stated;
   std::string const name = get_suggested_filename();
-  return get_header("content-description", name.empty() ? "No name" : name);
+  return name.empty() ? "No name" : name;
 }
 
 std::string body_part_t::get_guessed_charset() {
@@ -418,10 +437,15 @@ bool body_part_t::has_security_status() const {
 
 // --- The tree ----------------------------------------------------------------------------------------------------
 
-void body_part_t::set_parents() {
+void body_part_t::detach() {
+  adopt_subparts();
+  _parent = nullptr;
+}
+
+void body_part_t::adopt_subparts() {
   for (body_part_t& child : _subparts) {
     child._parent = this;
-    child.set_parents();
+    child.adopt_subparts();
   }
 }
 
@@ -462,7 +486,8 @@ std::string_view body_part_t::raw_data() const {
 
 void body_part_t::print_raw_data(std::FILE* file) const {
   std::string_view const data = raw_data();
-  std::fwrite(data.data(), 1, data.size(), file);
+  if (!data.empty())
+    std::fwrite(data.data(), 1, data.size(), file);
 }
 
 }  // namespace kel

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <base/fatal.h>
+#include <base/utf8.h>
 
 namespace kel {
 
@@ -17,7 +18,7 @@ void print_indent(std::size_t indent) {
 }
 
 void dump_text(std::string_view text, std::size_t indent) {
-  text = text.substr(0, dumped_bytes);
+  text = utf8::prefix(text, dumped_bytes);
   while (!text.empty()) {
     std::size_t const length = std::min(text.find('\n'), text.size());
     print_indent(indent);
@@ -53,6 +54,7 @@ void body_part_t::get_errors(mime_error_t const& extra, std::vector<mime_error_t
 }
 
 void body_part_t::dump_errors() {
+  decode_body();
   _errors.dump();
   for (body_part_t& child : _subparts)
     child.dump_errors();
@@ -114,7 +116,7 @@ void body_part_t::dump_headers(std::size_t indent) const {
     if (name == previous) {
       std::fputs(", ", stderr);
     } else {
-      print_indent(indent + 1);
+      print_indent(indent + 4);
       std::fprintf(stderr, "%30s: ", printable(name).c_str());
     }
     std::fprintf(stderr, "\"%s\"\n", printable(value).c_str());

@@ -39,6 +39,18 @@ void remove_carriage_returns(char const* first, char const* last, std::vector<ch
   decoded.erase(std::remove(decoded.begin(), decoded.end(), '\r'), decoded.end());
 }
 
+// False when there is no CR LF; then nothing is copied.
+bool copy_with_line_feeds(std::vector<char> const& bytes, std::vector<char>& out) {
+  if (std::string_view(bytes.data(), bytes.size()).find("\r\n") == std::string_view::npos)
+    return false;
+  out.reserve(bytes.size());
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (bytes[i] != '\r' || i + 1 == bytes.size() || bytes[i + 1] != '\n')
+      out.push_back(bytes[i]);
+  }
+  return true;
+}
+
 // Whether a charset may stand in a header block that is written for a part without one.
 bool is_parameter_text(std::string const& charset) {
   return !charset.empty() && std::none_of(charset.begin(), charset.end(), [](char c) { return byte_value(c) < 32; });
@@ -95,9 +107,11 @@ void decode_text(char const* first, char const* last, std::vector<char>& decoded
     std::vector<char> dropped;
     convert_to_utf8(utf8.begin(), utf8.end(), std::back_inserter(dropped), charset, guesser, errors);
   }
-  decoded.clear();
+  // A vector of its own: the one that held the transfer-decoded bytes may be several times as large.
+  std::vector<char> canonical;
   decode_to_canonical_format(utf8.data(), utf8.data() + utf8.size(), subtype, flowed, delsp,
-                             std::back_inserter(decoded), errors);
+                             std::back_inserter(canonical), errors);
+  decoded.swap(canonical);
 }
 
 void decode_to_canonical_format(char const* first, char const* last, std::string const& subtype, bool flowed,
@@ -157,7 +171,7 @@ void body_part_t::decode_body() {
 // The stated encoding; without the comment or the trailing blanks that may stand beside a known one.
 std::string body_part_t::transfer_encoding() {
   std::string const stated = get_header_lowercased("content-transfer-encoding", "7bit");
-  std::string const mechanism = text::lowercase(header::transfer_encoding_mechanism(stated));
+  std::string const mechanism = header::transfer_encoding_mechanism(stated);
   return is_known_encoding(mechanism) ? mechanism : stated;
 }
 
@@ -194,64 +208,81 @@ bool body_part_t::may_unfold() {
   return false;
 }
 
+// What children of decoded bytes look into: the same bytes with LF line ends, as all text is here. Null when the tree may
+// not hold that much more.
+std::shared_ptr<message_bytes_t> body_part_t::text_of_container() {
+  auto text = std::make_shared<std::vector<char>>();
+  if (!copy_with_line_feeds(*_decoded_body, *text))
+    return std::make_shared<message_bytes_t>(_decoded_body);
+  if (_budget->take_decoded(text->size()))
+    return std::make_shared<message_bytes_t>(std::move(text));
+  report_spent();
+  return nullptr;
+}
+
 void body_part_t::unfold_message() {
   if (_is_headers_only || !may_unfold())
     return;
-  if (_decoded_body)
-    append_child(decoded_bytes(), _decoded_body->data(), _decoded_body->data() + _decoded_body->size());
-  else
-    append_child(_bytes, _body_begin, _raw_end);
+  if (!_decoded_body)
+    append_child(_bytes, { _body_begin, _raw_end });
+  else if (auto const bytes = text_of_container())
+    append_child(bytes, { bytes->begin(), bytes->end() });
 }
 
-// The outermost multipart is split as it stands. A nested one whose transfer encoding was undone is split after that.
+// The outermost multipart is split as it stands. A nested one whose transfer encoding was undone is split after that, and
+// the preamble that was read from its encoded form is forgotten.
 void body_part_t::unfold_multipart(std::string const& subtype, std::string const& charset) {
   if (!may_unfold())
     return;
-  bool const from_decoded = _parent && _decoded_body;
-  auto const bytes = from_decoded ? decoded_bytes() : _bytes;
-  range_t const body = from_decoded ? range_t{ decoded_begin(), decoded_end() } : range_t{ _body_begin, _raw_end };
+  auto bytes = _bytes;
+  range_t body = { _body_begin, _raw_end };
+  if (_parent && _decoded_body) {
+    bytes = text_of_container();
+    if (!bytes)
+      return;
+    body = { bytes->begin(), bytes->end() };
+    _headers.erase("#mime-preamble");
+  }
   std::string const boundary = get_header("content-type.parameter.split.boundary", "");
   auto const ranges = parse_subparts(body.begin, body.end, boundary, &_errors, bytes->delimiter_index());
-  // Preamble and epilogue alone: there is no delimiter line, or nothing but a closing one.
-  if (ranges.size() <= 2) {
-    adopt_as_plain_text(body, ranges, charset);
+  bool const has_delimiter = !ranges.empty() && ranges.front().end != body.end;
+  if (!has_delimiter) {
+    adopt_as_plain_text(body, charset);
     return;
   }
-  keep_text("#mime-epilogue", ranges.back());
-  if (!sequence_isspace(ranges.back().begin, ranges.back().end))
-    report(&_errors, "Non-empty MIME epilogue", { ranges.back().begin, ranges.back().end });
-  keep_text("#mime-preamble", ranges.front());
+  keep_outside_text(ranges.front(), ranges.back());
   adopt_ranges(subtype == "signed", ranges, bytes);
 }
 
-// A virtual header for text outside the body parts, unless it is white space or stored already.
-void body_part_t::keep_text(std::string const& name, range_t text) {
-  if (!sequence_isspace(text.begin, text.end) && !exists_header(name))
-    add_header(name, { text.begin, text.end });
+// Text outside the body parts goes into virtual headers, unless it is white space or stored already.
+void body_part_t::keep_outside_text(range_t preamble, range_t epilogue) {
+  if (!sequence_isspace(epilogue.begin, epilogue.end)) {
+    if (!exists_header("#mime-epilogue"))
+      add_header("#mime-epilogue", { epilogue.begin, epilogue.end });
+    report(&_errors, "Non-empty MIME epilogue", { epilogue.begin, epilogue.end });
+  }
+  if (!sequence_isspace(preamble.begin, preamble.end) && !exists_header("#mime-preamble"))
+    add_header("#mime-preamble", { preamble.begin, preamble.end });
 }
 
 void body_part_t::adopt_ranges(bool is_signed, std::vector<range_t> const& ranges,
                                std::shared_ptr<message_bytes_t> const& bytes) {
   for (std::size_t i = 1; i + 1 < ranges.size(); ++i) {
-    body_part_t* const child = append_child(bytes, ranges[i].begin, ranges[i].end);
+    body_part_t* const child = append_child(bytes, ranges[i]);
     if (!child)
       return;
     child->_to_be_signed = _to_be_signed || (is_signed && i == 1);
   }
 }
 
-void body_part_t::adopt_as_plain_text(range_t body, std::vector<range_t> const& ranges, std::string const& charset) {
+void body_part_t::adopt_as_plain_text(range_t body, std::string const& charset) {
   std::string const content_type = get_header("content-type", "");
-  bool const is_blank = ranges.empty() ? sequence_isspace(body.begin, body.end)
-                                       : std::all_of(ranges.begin(), ranges.end(), [](range_t const& range) {
-                                           return sequence_isspace(range.begin, range.end);
-                                         });
-  if (is_blank) {
+  if (sequence_isspace(body.begin, body.end)) {
     report(&_errors, "Multipart body part with no subparts", content_type);
     return;
   }
   report(&_errors, "Non-empty body found in multipart with no subparts. Treated as if it was text/plain", content_type);
-  // Single quotes, since that is how these parts have always been labelled; the parameter reader removes them.
+  // Single quotes, since that is how these parts have always been labelled.
   std::string const parameter = is_parameter_text(charset) ? "; charset='" + charset + "'" : "";
   std::string const block = "Content-Type: text/plain" + parameter + "\n\n";
   if (!_budget->take_decoded(block.size() + static_cast<std::size_t>(body.end - body.begin))) {
@@ -260,24 +291,19 @@ void body_part_t::adopt_as_plain_text(range_t body, std::vector<range_t> const& 
   }
   auto data = std::make_shared<std::vector<char>>(block.begin(), block.end());
   data->insert(data->end(), body.begin, body.end);
-  append_child(std::make_shared<message_bytes_t>(data), data->data(), data->data() + data->size());
+  append_child(std::make_shared<message_bytes_t>(data), { data->data(), data->data() + data->size() });
 }
 
 // Null when the tree has as many parts as it may have.
-body_part_t* body_part_t::append_child(std::shared_ptr<message_bytes_t> const& bytes, char const* begin,
-                                       char const* end) {
+body_part_t* body_part_t::append_child(std::shared_ptr<message_bytes_t> const& bytes, range_t range) {
   if (!_budget->take_part()) {
     report(&_errors, "Too many body parts in this message, the further ones are not listed");
     return nullptr;
   }
   body_part_t& child = _subparts.emplace_back();
-  child.init_child(*this, bytes, begin, end);
+  child.init_child(*this, bytes, range.begin, range.end);
   child._to_be_signed = _to_be_signed;
   return &child;
-}
-
-std::shared_ptr<message_bytes_t> body_part_t::decoded_bytes() const {
-  return std::make_shared<message_bytes_t>(_decoded_body);
 }
 
 std::size_t body_part_t::num_subparts() {

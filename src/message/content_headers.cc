@@ -28,15 +28,15 @@ std::string const* value_of(header::structured_value_t const& header, std::strin
   return header.parameter(component.substr(parameter_prefix.size()));
 }
 
-bool is_quick(header::structured_value_t const& header, std::string_view component) {
-  if (component == "type" || component == "subtype")
+bool is_quick(header::structured_value_t const& header, std::string_view name, std::string_view component) {
+  if (component == "type" || (component == "subtype" && name == "content-type"))
     return true;
   if (!component.starts_with(parameter_prefix))
     return false;
-  std::string_view const name = component.substr(parameter_prefix.size());
-  return std::find(parameter_names.begin(), parameter_names.end(), name) != parameter_names.end() &&
+  std::string_view const wanted = component.substr(parameter_prefix.size());
+  return std::find(parameter_names.begin(), parameter_names.end(), wanted) != parameter_names.end() &&
          std::count_if(header.parameters.begin(), header.parameters.end(),
-                       [&](header::parameter_t const& parameter) { return parameter.name == name; }) <= 1;
+                       [&](header::parameter_t const& parameter) { return parameter.name == wanted; }) <= 1;
 }
 
 }  // namespace
@@ -59,7 +59,7 @@ bool body_part_t::answer_quickly(std::string_view path, std::string const& fallb
     return false;
   auto const header = content_header(std::string(name));
   std::string_view const component = path.substr(dot + 1);
-  if (!header || !is_quick(*header, component))
+  if (!header || !is_quick(*header, name, component))
     return false;
   std::string const* const value = value_of(*header, component);
   answer = value ? *value : fallback;

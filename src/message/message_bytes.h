@@ -21,6 +21,9 @@ public:
   explicit message_bytes_t(std::shared_ptr<std::vector<char> const> owner)
       : _owner(std::move(owner)), _begin(_owner->data()), _end(_owner->data() + _owner->size()) {}
 
+  char const* begin() const { return _begin; }
+  char const* end() const { return _end; }
+
   // Built at the first call; copies of a tree may ask from several threads.
   delimiter_index_t const& delimiter_index() {
     std::call_once(_indexed, [this] { _index.emplace(_begin, _end); });

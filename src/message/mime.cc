@@ -137,8 +137,7 @@ void add_system_table(table_t& table) {
   }
 }
 
-// Generic types are the answer for many extensions, and a name that says nothing better keeps its own: data of an
-// unknown kind is not called "bin".
+// application/octet-stream says nothing, so a name of that type gets no extension.
 table_t const& table() {
   static table_t const built = [] {
     table_t rows;

@@ -81,7 +81,9 @@ private:
 template <typename Lines>
 delimiter_t find_delimiter(char const* begin, char const* end, std::string const& delimiter, bool at_line_start,
                            Lines& lines, mime_errors_handler_t* errors) {
-  char const* line = begin == end ? nullptr : at_line_start ? begin : lines.line_after(begin);
+  // A percent escape can put a line feed into a boundary; then no line is a delimiter line.
+  bool const is_possible = begin != end && delimiter.find('\n') == std::string::npos;
+  char const* line = !is_possible ? nullptr : at_line_start ? begin : lines.line_after(begin);
   for (; line; line = lines.line_after(line)) {
     tested_line_t const tested = test_line(line, end, delimiter);
     if (tested.kind == line_kind_t::other)
@@ -142,9 +144,8 @@ std::vector<range_t> parse_subparts(char const* begin, char const* end, std::str
 
 std::vector<range_t> parse_subparts(char const* begin, char const* end, std::string const& boundary,
                                     mime_errors_handler_t* errors, delimiter_index_t const& index) {
-  // A boundary with a line feed (a percent escape can make one) spans lines, which the index does not know.
-  if (begin == end || boundary.empty() || boundary.find('\n') != std::string::npos)
-    return parse_subparts(begin, end, boundary, false, errors);
+  if (begin == end || boundary.empty())
+    return {};
   std::string const delimiter = "--" + boundary;
   return split(begin, end, delimiter, false, indexed_lines_t(index.candidates(begin, end, delimiter)), errors);
 }

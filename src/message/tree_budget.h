@@ -1,6 +1,7 @@
-// What one message may cost, counted over its whole tree.
+// What one message may cost, counted over its whole tree. Copies of a tree count together, from whichever thread.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 #include <kelmime/limits.h>
@@ -14,17 +15,18 @@ struct tree_budget_t {
   // Takes `wanted` bytes. False when they are not there any more; then nothing else is decoded either, since decoding
   // only to drop the result would still cost the time.
   bool take_decoded(std::size_t wanted) {
-    bool const is_granted = wanted <= decoded_bytes_left;
-    decoded_bytes_left -= is_granted ? wanted : decoded_bytes_left;
-    return is_granted;
+    std::size_t left = decoded_bytes_left;
+    while (!decoded_bytes_left.compare_exchange_weak(left, wanted <= left ? left - wanted : 0)) {
+    }
+    return wanted <= left;
   }
 
   bool is_spent() const { return decoded_bytes_left == 0; }
 
-  bool take_part() { return parts_left > 0 && (--parts_left, true); }
+  bool take_part() { return ++parts <= limits::parts_per_tree; }
 
-  std::size_t decoded_bytes_left;
-  std::size_t parts_left = limits::parts_per_tree - 1;  // the root is there already
+  std::atomic<std::size_t> decoded_bytes_left;
+  std::atomic<std::size_t> parts = 1;  // the root
 };
 
 }  // namespace kel

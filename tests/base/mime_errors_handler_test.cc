@@ -67,5 +67,12 @@ TEST(Fatal, WritesItsLineAndAborts) {
   EXPECT_DEATH(stop("unique_id == -1\n"), "^unique_id == -1\n$");
 }
 
+TEST(Printable, EscapesWhatDrivesATerminal) {
+  EXPECT_EQ(printable("a\tb\x7F\x1B[m"), "a{09}b{7F}{1B}[m");
+  EXPECT_EQ(printable("gr\xC3\xBCn \xC2\xA0\xE2\x82\xAC"), "gr\xC3\xBCn \xC2\xA0\xE2\x82\xAC");
+  EXPECT_EQ(printable("\xC2\x9B" "31m \x9B" "31m"), "{C2}{9B}31m {9B}31m");
+  EXPECT_EQ(printable("\xC3(\xC3"), "{C3}({C3}");
+}
+
 }  // namespace
 }  // namespace kel

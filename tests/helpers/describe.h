@@ -1,13 +1,12 @@
 // Trees and records as one line of text, for comparison.
 #pragma once
 
-#include <algorithm>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <helpers/exact_copy.h>
 #include <kelmime/body.h>
 
 namespace kel::test {
@@ -42,20 +41,6 @@ inline std::string all_records(body_part_t& part, std::string const& position = 
     text += all_records(child, position + "." + std::to_string(++number));
   return text;
 }
-
-// Bytes in a heap block of just their size, so that a sanitizer sees the first byte too far.
-class exact_bytes_t {
- public:
-  explicit exact_bytes_t(std::string_view text) : _bytes(new char[text.size()]), _size(text.size()) {
-    std::copy(text.begin(), text.end(), _bytes.get());
-  }
-  char const* begin() const { return _bytes.get(); }
-  char const* end() const { return _bytes.get() + _size; }
-
- private:
-  std::unique_ptr<char[]> _bytes;
-  std::size_t _size;
-};
 
 inline std::shared_ptr<body_part_t> message_of(std::string_view text) {
   std::vector<char> bytes(text.begin(), text.end());

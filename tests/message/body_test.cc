@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <kelmime/body.h>
+#include <kelmime/field_path.h>
 #include <kelmime/mime.h>
 #include <helpers/describe.h>
 
@@ -29,6 +30,8 @@ TEST(BodyPart, ChecksTheMimeVersion) {
     { "(x) 1.0", nullptr },   { "2.0", "2.0" },
     { "1.1", "1.1" },         { "1", "1.-1" },
     { "unknown", "-1.-1" },   { "99999999999999999999.0", "-1.-1" },
+    { "1. 0", nullptr },      { "+1.(x)+0", nullptr },
+    { "1 .0", "1.-1" },
   };
   for (auto const& row : rows) {
     auto const message = message_of("MIME-Version: " + std::string(row.value) + "\n\n");
@@ -77,6 +80,14 @@ TEST(BodyPart, SetsHeaders) {
   EXPECT_FALSE(message->exists_header("subject") || message->exists_header("x-a"));
   EXPECT_TRUE(message->did_update_header("x-a"));
 
+  // Name and value may be those of the header that goes.
+  auto const own = message_of("X-A: 1\nX-A: a value that is not short\n\n");
+  auto const last = std::prev(own->headers().upper_bound("x-a"));
+  own->set_header(last->first, last->second);
+  EXPECT_EQ(own->headers().count("x-a"), 1u);
+  EXPECT_EQ(own->get_header("x-a", ""), "a value that is not short");
+  EXPECT_TRUE(own->did_update_header("x-a"));
+
   auto const marked = message_of("\n");
   marked->set_header("#root-body-part", "1");
   EXPECT_FALSE(marked->has_changed());
@@ -92,6 +103,42 @@ TEST(BodyPart, KeepsContentWhenAHeaderIsSet) {
   tree->set_header("subject", "new");
   EXPECT_EQ(test::describe(*tree), "multipart/mixed[text/plain(3)]");
   EXPECT_EQ(tree->subpart(0).raw_data(), "\none");
+  auto const hinting = message_of("X-Mailer: koi8-r\nContent-Type: multipart/mixed; boundary=b\n\n\n--b\n\n\xC1\n--b--\n");
+  hinting->set_header("subject", "new");
+  EXPECT_EQ(hinting->subpart(0).decoded_body(), "\xD0\xB0");
+}
+
+TEST(BodyPart, IsReadAnew) {
+  std::string const first = "Content-Type: multipart/mixed; boundary=b\nContent-Description: d\n\n--b\n\none\n--b--\n";
+  std::string const second = "Subject: two\n\ntext";
+  body_part_t part;
+  part.init(first.data(), first.data() + first.size());
+  EXPECT_EQ(part.num_subparts(), 1u);
+  part.init(second.data(), second.data() + second.size());
+  EXPECT_EQ(test::describe(part), "text/plain(4)");
+  EXPECT_EQ(part.get_description(), "Attachment.txt");
+  EXPECT_EQ(part.num_errors(), 0u);
+}
+
+// What is asked often is answered from one reading of the header; the answers must be those of the field paths.
+TEST(BodyPart, AnswersQuicklyWhatThePathsAnswer) {
+  char const* const values[] = {
+    "text/html; charset=utf-8",     "text",                       "multipart/mixed; boundary=\"a b\"; boundary=c",
+    "; charset=x",                  "attachment; filename=a/b",   "text/plain; charset='utf-8'; format=\"\"",
+    "text/plain; name*0=a; name*1=b", "(c) text / (d) plain (e)", "inline; filename*=utf-8''%e2%82%ac; filename=x",
+    "x y z; micalg; protocol=",     "\"text/plain\"",             "image/png name=x.png; delsp=YES; markup=markdown",
+  };
+  for (char const* const header : { "content-type", "content-disposition" }) {
+    for (char const* const value : values) {
+      auto const part = message_of(std::string(header) + ": " + value + "\n\n");
+      for (char const* const component : { "type", "subtype", "parameter.split.boundary", "parameter.split.charset",
+                                           "parameter.split.format", "parameter.split.name", "parameter.split.filename",
+                                           "parameter.split.delsp", "parameter.split.micalg", "parameter.split.none" }) {
+        std::string const path = std::string(header) + "." + component;
+        EXPECT_EQ(part->get_header(path, "none"), part->get_header(string_to_field_path(path), "none")) << path << value;
+      }
+    }
+  }
 }
 
 TEST(BodyPart, ReadsIntegers) {
@@ -176,7 +223,8 @@ TEST(BodyPart, CopiesKeepTheBytesTheyLookAt) {
       "Content-Transfer-Encoding: base64\n\nU3ViamVjdDogaW5uZXIKCmhlbGxvCg==\n--b--\n");
   body_part_t copy = original->subpart(0).subpart(0);
   body_part_t whole = *original;
-  whole.set_parents();
+  whole.detach();
+  copy.detach();
   EXPECT_EQ(whole.subpart(0).subpart(0).parent(), &whole.subpart(0));
   original->subpart(0).set_header("subject", "x");
   original.reset();
@@ -197,6 +245,9 @@ TEST(BodyPart, ListsErrorsOfTheWholeTree) {
   EXPECT_EQ(errors[0].at("content-transfer-encoding"), "foo");
   EXPECT_EQ(message->num_errors(), 1u);
   EXPECT_EQ(message->num_root_errors(), 0u);
+  errors.clear();
+  message->get_errors({ { "message", "7" } }, errors);
+  EXPECT_EQ(errors[0].at("message"), "7.1.2");
 }
 
 TEST(BodyPart, DumpsItsState) {
@@ -207,10 +258,18 @@ TEST(BodyPart, DumpsItsState) {
   std::string const text = testing::internal::GetCapturedStderr();
   EXPECT_NE(text.find("  Unique ID: -1 ("), std::string::npos) << text;
   EXPECT_NE(text.find("  Has changed: 1\n  Headers (4):\n"), std::string::npos) << text;
-  EXPECT_NE(text.find("                              x-a: \"1\"\n, \"2\"\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\n" + std::string(6 + 27, ' ') + "x-a: \"1\"\n, \"2\"\n"), std::string::npos) << text;
   EXPECT_NE(text.find("  Body:\n      aGk=\n  Decoded size: 2\n  Decoded body:\n      hi\n  Number of subparts: 0\n"),
             std::string::npos)
       << text;
+
+  auto const tree = message_of("Content-Type: multipart/mixed; boundary=b\n\n--b\n\none\n--b--\n");
+  testing::internal::CaptureStderr();
+  tree->dump(true, 0);
+  std::string const whole = testing::internal::GetCapturedStderr();
+  EXPECT_NE(whole.find("Number of subparts: 1\nSubpart number 1:\n    Unique ID: -1 ("), std::string::npos) << whole;
+  EXPECT_NE(whole.find("    Parent: 0x"), std::string::npos) << whole;
+  EXPECT_TRUE(whole.ends_with("    Number of subparts: 0\n\n")) << whole;
 }
 
 TEST(Mime, MapsTypesAndExtensions) {

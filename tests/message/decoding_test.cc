@@ -48,7 +48,7 @@ TEST(Decode, ChecksTheTransferEncoding) {
       "Deprecated Content-Transfer-Encoding (x-uuencode), but Postwick can handle it." },
   };
   for (auto const& row : rows) {
-    test::exact_bytes_t const bytes(row.body);
+    test::exact_copy_t const bytes(row.body);
     std::string type = row.type;
     std::string subtype = type.substr(type.find('/') + 1);
     type.erase(type.find('/'));
@@ -119,6 +119,53 @@ TEST(DecodeBody, WarnsOfAnEmptyTextWithAnId) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Warning: Decoding empty text body for id 7\n");
 }
 
+// Encoded containers come with CR LF inside, as all MIME does; their children are read in LF form all the same.
+TEST(DecodeBody, UnfoldsEncodedContainers) {
+  auto const unfolded = [](std::string const& headers, std::string const& body) {
+    auto const message = message_of("Content-Type: multipart/mixed; boundary=o\n\n\n--o\n" + headers + "\n\n" + body + "\n--o--\n");
+    body_part_t& container = message->subpart(0);
+    std::string text = test::describe(container);
+    text += " " + container.get_header("#mime-preamble", "-");
+    for (body_part_t* part = &container; !part->subparts().empty(); part = &part->subpart(0))
+      text += " " + std::string(part->subpart(0).raw_data());
+    return text;
+  };
+  // "pre", CR LF, "--i", CR LF, CR LF, "one", CR LF, "--i--", CR LF
+  EXPECT_EQ(unfolded("Content-Type: multipart/mixed; boundary=i\nContent-Transfer-Encoding: base64",
+                     "cHJlDQotLWkNCg0Kb25lDQotLWktLQ0K"),
+            "multipart/mixed[text/plain(3)] pre \none");
+  EXPECT_EQ(unfolded("Content-Type: multipart/mixed; boundary=i\nContent-Transfer-Encoding: quoted-printable",
+                     "pre\n--i\n\none=3D\n--i--\n"),
+            "multipart/mixed[text/plain(4)] pre \none=");
+  // "Subject: x", CR LF, CR LF, "y", CR LF
+  EXPECT_EQ(unfolded("Content-Type: message/rfc822\nContent-Transfer-Encoding: base64\nContent-Disposition: attachment",
+                     "U3ViamVjdDogeA0KDQp5DQo="),
+            "message/rfc822[text/plain(2)] - Subject: x\n\ny\n");
+}
+
+TEST(DecodeBody, KeepsWhatStandsOutsideTheParts) {
+  auto const message = message_of("Content-Type: multipart/mixed; boundary=b\n\npre\n--b\n\none\n--b--\nepi\n");
+  EXPECT_EQ(message->num_subparts(), 1u);
+  EXPECT_EQ(message->get_header("#mime-preamble", ""), "pre");
+  EXPECT_EQ(message->get_header("#mime-epilogue", ""), "epi\n");
+  mime_error_t const expected = { { "description", "Non-empty MIME epilogue" },
+                                  { "context", "epi\n" },
+                                  { "content-type", "multipart/mixed" },
+                                  { "content-transfer-encoding", "7bit" } };
+  EXPECT_EQ(message->errors().records(), std::vector{ expected });
+
+  auto const closing_only = message_of("Content-Type: multipart/mixed; boundary=b\n\npre\n--b--\nepi\n");
+  EXPECT_EQ(test::describe(*closing_only), "multipart/mixed(14)");
+  EXPECT_EQ(records(*closing_only), (std::vector<std::string>{ "Non-empty MIME epilogue" }));
+}
+
+TEST(DecodeBody, ReadsAMultipartWithoutDelimiterAsText) {
+  auto const message = message_of("Content-Type: multipart/mixed; boundary=b; charset=KOI8-R\n\n\xC1\n");
+  EXPECT_EQ(message->subpart(0).raw_data(), "Content-Type: text/plain; charset='koi8-r'\n\n\xC1\n");
+  EXPECT_EQ(message->subpart(0).decoded_body(), "\xD0\xB0\n");
+  EXPECT_EQ(message->errors().records().back().at("context"), "multipart/mixed; boundary=b; charset=KOI8-R");
+}
+
 TEST(DecodeBody, CreatesNoChildOfAHeaderBlock) {
   std::string const block = "Content-Type: message/rfc822\n\n";
   std::vector<char> bytes(block.begin(), block.end());
@@ -155,7 +202,15 @@ TEST(DefaultPreferredSubpart, Chooses) {
     EXPECT_EQ(message->get_preferred_subpart(), row.expected) << row.name;
     preferences::set("PwPreferPlainText", "YES");
     EXPECT_EQ(message->get_preferred_subpart(), row.preferring_plain) << row.name;
+    if (row.subtype == std::string("related")) {
+      preferences::set("PwNeverDisplayHTML", "YES");
+      EXPECT_EQ(message->get_preferred_subpart(), row.children.size()) << row.name;
+    }
     preferences::reset();
+    message->subpart(0).add_header("##security-details", "x");
+    if (row.subtype == std::string("alternative")) {
+      EXPECT_EQ(message->get_preferred_subpart(), 0u) << row.name;
+    }
     testing::internal::GetCapturedStderr();
   }
 }

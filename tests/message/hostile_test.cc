@@ -71,7 +71,7 @@ TEST(Hostile, NestingStopsAtTheLimit) {
       EXPECT_GE(message->num_errors(), 1u);
       EXPECT_EQ(message->raw_data(), text);
       body_part_t copy = *message;
-      copy.set_parents();
+      copy.detach();
       message->space_usage();
       testing::internal::CaptureStderr();
       message->dump(true, 0);
@@ -99,6 +99,12 @@ TEST(Hostile, DecodedBytesStopAtTheBudget) {
   std::vector<mime_error_t> errors;
   message->get_errors({}, errors);
   EXPECT_EQ(errors.back().at("description"), "The decoded message is too large for its size, this part is left as it stands");
+  body_part_t* innermost = message.get();
+  while (!innermost->subparts().empty())
+    innermost = &innermost->subpart(0);
+  std::size_t const raw_size = innermost->raw_body().size();
+  innermost->set_header("subject", "x");
+  EXPECT_EQ(innermost->decoded_body().size(), raw_size) << "an edit keeps the content whatever it costs";
 }
 
 TEST(Hostile, RepeatedHeadersAndManyFields) {
@@ -137,6 +143,8 @@ TEST(Hostile, FloodsAreRead) {
     { "blanks", "Subject: a" + std::string(1 << 20, ' ') + "b\n\n" + std::string(1 << 20, ' ') },
     { "parameters", "Content-Type: text/plain" + repeated("; a*1*=b", 1 << 17) + "\n\n" },
     { "one long token", "X: " + std::string(4 << 20, 'x') + "\n\n" + std::string(4 << 20, 'x') },
+    { "a boundary of line feeds", "Content-Type: multipart/mixed; boundary*=utf-8''" + repeated("%0A--", 1 << 15) + "\n\n" + repeated("--\n", 1 << 16) },
+    { "HTML alternatives", "Content-Type: multipart/alternative; boundary=b\n\n" + repeated("--b\nContent-Type: text/html\n\nx\n", 9'000) },
     { "one boundary everywhere", "Content-Type: multipart/mixed; boundary=b\n\n" + repeated("--b\nContent-Type: multipart/mixed; boundary=b\n\n", 20'000) },
   };
   for (auto const& row : rows) {
@@ -145,6 +153,7 @@ TEST(Hostile, FloodsAreRead) {
       message->get_header(path, "");
     std::vector<std::string> values;
     message->get_header_bodies({ "to", "split" }, values);
+    decode_text_bodies(*message);
     message->num_errors();
     EXPECT_EQ(message->raw_data(), row.text) << row.name;
   }
@@ -163,6 +172,15 @@ TEST(Hostile, TwoThreadsMayStartCold) {
   one.join();
   two.join();
   EXPECT_EQ(first, second);
+}
+
+TEST(Hostile, CopiesMayLiveInTwoThreads) {
+  auto const message = message_of("Content-Type: multipart/mixed; boundary=b\n\n\n--b\n\n=41\n--b--\n");
+  body_part_t copy = *message;
+  std::thread other([&] { copy.num_errors(); });
+  message->num_errors();
+  other.join();
+  EXPECT_EQ(test::describe(copy), test::describe(*message));
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ TEST(Messages, EveryPrefixParses) {
   for (auto const& path : messages()) {
     std::string const text = content(path);
     for (std::size_t size = 0; size < text.size(); ++size) {
-      test::exact_bytes_t const bytes(std::string_view(text).substr(0, size));
+      test::exact_copy_t const bytes(std::string_view(text).substr(0, size));
       auto const message = parse_body(bytes.begin(), bytes.end());
       EXPECT_EQ(message->raw_data().size(), size);
       message->num_errors();

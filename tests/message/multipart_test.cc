@@ -10,11 +10,11 @@
 namespace kel {
 namespace {
 
-using test::exact_bytes_t;
+using test::exact_copy_t;
 
 // The ranges as "[...][...]", and the records behind them.
 std::string split(std::string const& body, std::string const& boundary, bool first_only = false) {
-  exact_bytes_t const bytes(body);
+  exact_copy_t const bytes(body);
   mime_errors_handler_t errors;
   std::string text;
   for (auto const& [begin, end] : parse_subparts(bytes.begin(), bytes.end(), boundary, first_only, &errors))
@@ -74,7 +74,7 @@ TEST(FindBoundary, AnswersWithAndWithoutLineStart) {
 
 TEST(ParsePreamble, IsUnsetWhenBlank) {
   auto const preamble = [](std::string const& body, std::string const& boundary) {
-    exact_bytes_t const bytes(body);
+    exact_copy_t const bytes(body);
     return parse_preamble(bytes.begin(), bytes.end(), boundary);
   };
   EXPECT_EQ(preamble("hello\n--b\n", "b"), "hello");
@@ -97,7 +97,7 @@ TEST(ParseSubparts, IndexAgreesWithScan) {
     }
     text += lines[random() % lines.size()];
     std::size_t const first = starts[random() % starts.size()];
-    exact_bytes_t const bytes(text);
+    exact_copy_t const bytes(text);
     delimiter_index_t const index(bytes.begin(), bytes.end());
     for (std::string const boundary : { "b", "b ", "b--", "c", "\nb", "" }) {
       mime_errors_handler_t scanned;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace kel::utf8 {
 
@@ -30,6 +31,9 @@ public:
 private:
   bool _is_incomplete = false;
 };
+
+// The beginning of a text, at most `bytes` long, that cuts no character in two.
+std::string_view prefix(std::string_view text, std::size_t bytes);
 
 // Whether a whole text is well-formed.
 bool is_valid(char const* first, char const* last);

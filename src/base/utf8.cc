@@ -1,4 +1,4 @@
-#include <codec/utf8.h>
+#include <base/utf8.h>
 
 #include <array>
 
@@ -159,6 +159,16 @@ char const* validate_t::scan(char const* first, char const* last) {
 
 bool is_valid(char const* first, char const* last) {
   return validate_t().scan(first, last) == last;
+}
+
+std::string_view prefix(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes)
+    return text;
+  constexpr std::size_t longest_tail = 3;
+  std::size_t cut = bytes;
+  while (cut > 0 && bytes - cut < longest_tail && (byte_value(text[cut]) & 0xC0) == 0x80)
+    --cut;
+  return text.substr(0, cut);
 }
 
 }  // namespace kel::utf8

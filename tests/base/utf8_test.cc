@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <codec/codec_verbs.h>
-#include <codec/utf8.h>
+#include <base/utf8.h>
+#include <helpers/exact_copy.h>
+#include <helpers/short_strings.h>
 
 namespace kel {
 namespace {
@@ -81,6 +82,15 @@ TEST(Utf8, FindsABadByteFarOff) {
   auto const size = static_cast<std::ptrdiff_t>(text.size());
   EXPECT_EQ(scanned(text + "\xED\xA0\x80" + text), (scanned_t{ size, false }));
   EXPECT_EQ(scanned(text + "\xE2\x82"), (scanned_t{ size, true }));
+}
+
+TEST(Utf8, PrefixesCutNoCharacter) {
+  std::string_view const text = "a\xE2\x82\xAC" "b";
+  std::string lengths;
+  for (std::size_t bytes = 0; bytes <= 6; ++bytes)
+    lengths += std::to_string(utf8::prefix(text, bytes).size());
+  EXPECT_EQ(lengths, "0111455");
+  EXPECT_EQ(utf8::prefix("\x80\x80\x80\x80\x80", 4).size(), 1u) << "no text of ours, but no reason to lose it all";
 }
 
 }  // namespace
