@@ -73,26 +73,28 @@ std::vector<deviation_t> opened_message_t::deviations() const {
 void opened_message_t::number_parts() {
   struct step_t {
     std::size_t part;
-    std::size_t next_child;
-    std::size_t num_children;
+    std::list<body_part_t>::iterator next;
+    std::list<body_part_t>::iterator end;
+  };
+  auto const children_of = [](std::size_t number, body_part_t& body) {
+    return step_t{ number, body.subparts().begin(), body.subparts().end() };
   };
 
   _parts.push_back({ _root.get(), {}, 0, {}, {}, {}, {}, {}, {}, {} });
-  std::vector<step_t> path = { { 0, 0, _root->num_subparts() } };
+  std::vector<step_t> path = { children_of(0, *_root) };
   while (!path.empty()) {
     step_t& step = path.back();
-    if (step.next_child == step.num_children) {
+    if (step.next == step.end) {
       path.pop_back();
       continue;
     }
-    std::size_t const parent = step.part;
+    part_t& parent = _parts[step.part];
     std::size_t const child = _parts.size();
-    body_part_t& body = _parts[parent].body->subpart(step.next_child);
-    std::string number = _parts[parent].number;
-    number.append(number.empty() ? "" : ".").append(std::to_string(++step.next_child));
-    _parts[parent].children.push_back(child);
+    body_part_t& body = *step.next++;
+    parent.children.push_back(child);
+    std::string number = parent.number + (parent.number.empty() ? "" : ".") + std::to_string(parent.children.size());
     _parts.push_back({ &body, std::move(number), path.size(), {}, {}, {}, {}, {}, {}, {} });
-    path.push_back({ child, 0, body.num_subparts() });
+    path.push_back(children_of(child, body));
   }
   if (_parts.size() == 1)
     _parts.front().number = "1";
