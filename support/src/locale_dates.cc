@@ -85,8 +85,9 @@ private:
   UDateFormat* _formatter = nullptr;  // kept for the life of the process, and guarded by the mutex
 };
 
+// Never destroyed, since other threads and static objects may ask while the process ends.
 locale_services_t& locale_services() {
-  static locale_services_t services;
+  static locale_services_t& services = *new locale_services_t;
   return services;
 }
 

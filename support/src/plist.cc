@@ -17,13 +17,6 @@ bool is_plain(char c) {
   return ascii::is_alnum(c) || std::string_view("_$/:.-").find(c) != std::string_view::npos;
 }
 
-int hex_value(char c) {
-  if (ascii::is_digit(c))
-    return c - '0';
-  char const lower = ascii::to_lower(c);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 int octal_value(char c) {
   return c >= '0' && c <= '7' ? c - '0' : -1;
 }
@@ -175,8 +168,8 @@ private:
     while (!take('>')) {
       if (_cursor == _end)
         return fail("Unclosed data", opening);
-      int const high = hex_value(*_cursor);
-      int const low = _end - _cursor > 1 ? hex_value(_cursor[1]) : -1;
+      int const high = ascii::hex_value(*_cursor);
+      int const low = _end - _cursor > 1 ? ascii::hex_value(_cursor[1]) : -1;
       if (high < 0 || low < 0)
         return fail("Expected two hexadecimal digits or '>'");
       data.bytes += static_cast<char>(high << 4 | low);
@@ -227,7 +220,7 @@ private:
     char const c = *_cursor;
     if (octal_value(c) >= 0) {
       text += static_cast<char>(take_number(octal_value, 8, 3));
-    } else if (c == 'U' && _end - _cursor > 1 && hex_value(_cursor[1]) >= 0) {
+    } else if (c == 'U' && _end - _cursor > 1 && ascii::hex_value(_cursor[1]) >= 0) {
       parse_utf16(text);
     } else {
       auto const letter = escape_letters.find(c);
@@ -238,11 +231,11 @@ private:
 
   void parse_utf16(std::string& text) {
     ++_cursor;
-    char32_t code = take_number(hex_value, 16, 4);
+    char32_t code = take_number(ascii::hex_value, 16, 4);
     if (code >= 0xD800 && code < 0xDC00 && is_at("\\U")) {
       char const* const second_unit = _cursor;
       _cursor += 2;
-      char32_t const low = take_number(hex_value, 16, 4);
+      char32_t const low = take_number(ascii::hex_value, 16, 4);
       if (low >= 0xDC00 && low < 0xE000) {
         code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
       } else {

@@ -76,6 +76,14 @@ constexpr bool is_alnum(char c) {
   return detail::is_in(c, detail::alpha | detail::digit);
 }
 
+// The value of a hexadecimal digit in either letter case; -1 of anything else.
+constexpr int hex_value(char c) {
+  if (is_digit(c))
+    return c - '0';
+  char const letter = detail::lower[detail::index(c)];
+  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
+}
+
 // Everything from the space to "~".
 constexpr bool is_print(char c) {
   return detail::is_in(c, detail::print);
@@ -100,6 +108,7 @@ constexpr bool starts_with_ignoring_case(std::string_view text, std::string_view
 
 static_assert(is_space('\v') && !is_space('\0') && !is_space('\xA0') && is_blank('\t') && !is_blank('\n'));
 static_assert(is_alnum('z') && is_alnum('0') && !is_alnum('_') && is_print('~') && !is_print('\x7F'));
+static_assert(hex_value('9') == 9 && hex_value('F') == 15 && hex_value('g') == -1 && hex_value('@') == -1);
 static_assert(iequals("Subject", "sUBJECT") && !iequals("[", "{") && starts_with_ignoring_case("Re: x", "RE:"));
 
 }  // namespace kel::ascii
