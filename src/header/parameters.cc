@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
 #include <unordered_map>
 #include <utility>
@@ -21,6 +20,10 @@ constexpr bool is_name_byte(char c) {
   return ascii::is_alnum(c) || c == '-' || c == '_' || c == '.' || c == '*';
 }
 
+constexpr bool ends_word(char c) {
+  return std::string_view(";,/=").find(c) != std::string_view::npos;
+}
+
 class reader_t {
 public:
   explicit reader_t(std::string_view value) : _at(value.data()), _end(value.data() + value.size()) {}
@@ -31,7 +34,7 @@ public:
     skip_comments();
     char const* const start = _at;
     std::string text;
-    for (; _at != _end && !ascii::is_space(*_at) && !std::strchr(";,/=", *_at); ++_at) {
+    for (; _at != _end && !ascii::is_space(*_at) && !ends_word(*_at); ++_at) {
       if (is_comment())
         break;
       if (*_at != '"')
@@ -136,6 +139,9 @@ private:
         last = ++_at;
       }
     }
+    bool const ends_at_semicolon = _at != _end && *_at == ';';
+    if (last != first && last[-1] == ',' && !ends_at_semicolon)
+      --last;
     if (last - first > 1 && last[-1] == '"' && std::find(first, last, '"') == last - 1)
       --last;
     return { first, last };
@@ -237,13 +243,6 @@ section_t section_of(parameter_t const& parameter) {
   return { name.substr(0, star), form_t::section, index, is_extended, parameter.value };
 }
 
-int hexadecimal_value(char c) {
-  if (ascii::is_digit(c))
-    return c - '0';
-  char const letter = ascii::to_lower(c);
-  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
-}
-
 // Collects the text of one value. Bytes of the declared charset are converted together, since a section may end inside
 // a character; bytes that stand there as they are have been converted with the header.
 class extended_text_t {
@@ -258,8 +257,8 @@ public:
     if (is_first)
       take_charset(text);
     for (std::size_t i = 0; i < text.size(); ++i) {
-      int const high = text[i] == '%' && i + 2 < text.size() ? hexadecimal_value(text[i + 1]) : -1;
-      int const low = high >= 0 ? hexadecimal_value(text[i + 2]) : -1;
+      int const high = text[i] == '%' && i + 2 < text.size() ? ascii::hex_value(text[i + 1]) : -1;
+      int const low = high >= 0 ? ascii::hex_value(text[i + 2]) : -1;
       if (low >= 0) {
         _pending += static_cast<char>(high * 16 + low);
         i += 2;
@@ -365,6 +364,11 @@ bool is_extended(parameter_t const& parameter) {
   return parameter.name.find('*') != parameter.name.npos;
 }
 
+void drop_single_quotes(std::string& text) {
+  if (text.size() >= 2 && text.front() == '\'' && text.back() == '\'')
+    text = text.substr(1, text.size() - 2);
+}
+
 }  // namespace
 
 std::string const* structured_value_t::parameter(std::string_view name) const {
@@ -385,6 +389,10 @@ structured_value_t parse_structured_value(std::string_view value) {
     result.parameters.push_back(std::move(parameter));
   if (std::any_of(result.parameters.begin(), result.parameters.end(), is_extended))
     result.parameters = resolved(result.parameters);
+  for (parameter_t& parameter : result.parameters) {
+    if (parameter.name == "charset")
+      drop_single_quotes(parameter.value);
+  }
   return result;
 }
 

@@ -7,13 +7,15 @@
 // Accepted besides the standards' forms:
 //   1. comments and blanks anywhere between the pieces, quotes around the type, junk after the subtype;
 //   2. unquoted values with blanks, slashes and 8-bit bytes, "name=My file (1).txt"; they end at ";" or before a word that
-//      is followed by "=", so that a missing ";" costs nothing. A comment counts only before and after such a value;
+//      is followed by "=", so that a missing ";" costs nothing, nor does a "," instead of it or at the very end. A comment
+//      counts only before and after such a value;
 //   3. a quote inside a quoted value, "name=\"my "best" file\"": a quote closes only where the parameter can end;
 //   4. a missing closing quote: the value ends before ";" and a further "name=", else at the end;
 //   5. a backslash in quotes protects only quotes and backslashes, so that "C:\temp\a.txt" keeps its folders;
 //   6. continuations in any order and with gaps; an extended form replaces the plain one of the same name, which is there
 //      for old readers; any other repetition gives all values, first one first;
-//   7. an extended value without charset and language is percent-decoded all the same.
+//   7. an extended value without charset and language is percent-decoded all the same;
+//   8. single quotes around the value of "charset", which no charset's name has. Elsewhere they belong to the value.
 #pragma once
 
 #include <string>

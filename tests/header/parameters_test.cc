@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 #include <kelmime/header_parser.h>
 #include <kelmime/unset.h>
+
+#include "../helpers/repeated.h"
 
 namespace kel::header {
 
@@ -55,7 +55,14 @@ constexpr row_t rows[] = {
   { "a/b; junk; =x; y=1", "a/b y=1" },
   { "a/b; boundary==_Part=1 2", "a/b boundary==_Part=1 2" },
   { "a/b; name=open (1.txt; x=1", "a/b name=open (1.txt x=1" },
+  // Single quotes are part of a value, except of a charset.
+  { "a/b; charset='utf-8'", "a/b charset=utf-8" },
+  { "a/b; charset=\"'utf-8'\"; boundary='x'", "a/b charset=utf-8 boundary='x'" },
+  { "a/b; charset='", "a/b charset='" },
   // Missing semicolons.
+  { "a/b; charset=utf-8,", "a/b charset=utf-8" },
+  { "a/b; filename=a.txt, size=12", "a/b filename=a.txt size=12" },
+  { "a/b; filename=a, b,; size=12", "a/b filename=a, b, size=12" },
   { "a/b charset=x format=y", "a/b charset=x format=y" },
   { "a/b; name=\"x\" charset=y", "a/b name=x charset=y" },
   { "a/b; name=\"x\"charset=y", "a/b name=x charset=y" },
@@ -85,18 +92,12 @@ constexpr row_t rows[] = {
   { "a/b; name*x=1; *=2; name**=3", "a/b name*x=1 *=2 name**=3" },
 };
 
-std::string repeated(std::string_view text, std::size_t count) {
-  std::string result = "a/b; ";
-  while (count-- != 0)
-    result += text;
-  return result;
-}
-
 }  // namespace
 
 TEST(Parameters, ReadsRealMail) {
   for (auto const& [value, expected] : rows)
     EXPECT_EQ(read(value), expected) << value;
+  EXPECT_EQ(read(std::string_view("a\0b/c; x=d\0e", 13)), std::string_view("a\0b/c x=d\0e", 12));
 }
 
 // The direct road and the field paths must not differ in a single answer.
@@ -131,12 +132,12 @@ TEST(Parameters, Mechanism) {
   EXPECT_EQ(transfer_encoding_mechanism(" ; "), "");
 }
 
-TEST(Parameters, FloodsAreCheap) {
-  auto const start = std::chrono::steady_clock::now();
+// Floods are read to their end.
+TEST(Parameters, FloodsAreRead) {
   for (char const* flood : { "x=1;", "x=\"", "x=\"y\",", "x=(", "(", "((\\", "x=\"a\" b ", "x*0=1;", "a b ", "=", "\"",
                              "x=a (", ";", "x=\\\"", "a=b c", " ", "x=\"\\\\", "x*=a'b'%;" }) {
-    std::string const value = repeated(flood, 100'000);
-    parse_structured_value(value);
+    std::string const value = "a/b; " + repeated(flood, 100'000);
+    EXPECT_EQ(parse_structured_value(value).subtype, "b") << flood;
     normal_parameters(value);
   }
   std::string sections = "a/b";
@@ -147,9 +148,8 @@ TEST(Parameters, FloodsAreCheap) {
   EXPECT_EQ(joined.parameters[0].value.size(), 100'000U);
   EXPECT_EQ(joined.parameters[0].value.substr(0, 3), "abc");
 
-  std::string const many = repeated("x=1; ", 100'000) + "boundary=b";
+  std::string const many = "a/b; " + repeated("x=1; ", 100'000) + "boundary=b";
   EXPECT_EQ(header_parser::parse_from_header("content-type.parameter.split.boundary", many), "b");
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 TEST(Parameters, EveryShortString) {
