@@ -31,6 +31,9 @@ struct name_and_email_t {
 // The next element of a comma-separated list, without blanks around it; the cursor moves past the element and its comma.
 // A comma ends an element only after an "@" or after something inside a group ("Team: a@x, b@y;"), so that
 // "Doe, John <j@x>" stays whole. Text that holds neither is no address: no match, and the cursor still moves past it.
+//
+// Deliberately nothing else protects a comma, and nothing takes a group apart. "Team: a@x, b@y;" has the elements
+// "Team: a@x" and "b@y;"; a comma inside a comment or a route ends an element once an "@" was seen before it.
 KELMIME_EXPORT match_t address_split_function(char const*& cursor, char const* end);
 
 // Name and address of one element; the cursor moves to the end. Reads "Name <a@b>", "a@b (Name)", "'a@b'", bare addresses
@@ -39,6 +42,9 @@ KELMIME_EXPORT match_t address_split_function(char const*& cursor, char const* e
 // Accepted besides the standard's forms:
 //   1. a "<" without its ">" begins a token that runs to the end of the element, so "Name <a@b" still has an address;
 //   2. a comment that repeats the address before it, "a@x (Ann <a@x>)", gives the name inside the comment.
+//
+// Deliberately a word alone is an address, even the empty group "undisclosed-recipients:;", which holds no space; and a
+// quoted string is always a name, so that of `"john doe"@example.com` only "@example.com" is the address.
 KELMIME_EXPORT name_and_email_t address_name_and_email_function(char const*& cursor, char const* end);
 KELMIME_EXPORT match_t address_name_function(char const*& cursor, char const* end);
 KELMIME_EXPORT match_t address_email_function(char const*& cursor, char const* end);

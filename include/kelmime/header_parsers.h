@@ -84,7 +84,9 @@ private:
   template <typename Take>
   void extract(std::string_view value, Take take) const;
   template <typename Take>
-  void extract_matches(std::string_view value, Take take) const;
+  void walk_elements(std::string_view value, Take take) const;
+  template <typename Take>
+  void walk_matches(std::string_view value, Take take) const;
   std::string first_value(std::string_view value) const;
   std::string captured(std::string_view text, std::size_t index) const;
 

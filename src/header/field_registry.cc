@@ -18,6 +18,7 @@
 #include <kelmime/mime_errors_handler.h>
 #include <kelmime/rfc822_date_parser.h>
 #include <kelmime/unset.h>
+#include <kelmime/value_format.h>
 
 namespace kel {
 
@@ -54,9 +55,10 @@ std::string expanded_pattern(std::string_view format, plist::dictionary_t const&
 }
 
 std::string pattern_of(plist::dictionary_t const& entry) {
-  std::string const format = plist::get_string(entry, "specifierRegexFormatString");
-  std::string const pattern = format.empty() ? plist::get_string(entry, "specifierRegex")
-                                             : expanded_pattern(format, plist::get_dictionary(entry, "variables"));
+  bool const has_format = plist::find(entry, "specifierRegexFormatString") != nullptr;
+  std::string const pattern = has_format ? expanded_pattern(plist::get_string(entry, "specifierRegexFormatString"),
+                                                            plist::get_dictionary(entry, "variables"))
+                                         : plist::get_string(entry, "specifierRegex");
   return pattern.empty() ? ".*" : pattern;
 }
 
@@ -118,6 +120,19 @@ constexpr named_transform_t transforms[] = {
   { "mechanism", [](std::string const& value) { return or_unset(header::transfer_encoding_mechanism(value)); } },
 };
 
+// Displays a date header as it stands; what is no date has no value.
+template <std::string display(char const* first, char const* last)>
+std::string displayed_date(std::string const& value) {
+  std::string const date = canonical_date(value);
+  return date == unset_string ? date : display(date.data(), date.data() + date.size());
+}
+
+constexpr named_transform_t date_transforms[] = {
+  { "#relative", displayed_date<relative_date> },
+  { "#local", displayed_date<local_date> },
+  { "formatted", displayed_date<formatted_date> },
+};
+
 }  // namespace
 
 field_registry_t::field_registry_t(plist::dictionary_t const& specifiers)
@@ -134,6 +149,7 @@ field_registry_t::field_registry_t(plist::dictionary_t const& specifiers)
   }
   add_shorthands(plist::get_dictionary(specifiers, "shorthands"));
   attach_functions();
+  attach_date_functions();
   _collection = nullptr;
 }
 
@@ -236,6 +252,20 @@ void field_registry_t::attach_functions() {
       continue;
     for (field_parser_t* parser : parsers->second)
       parser->set_transform_function(transform);
+  }
+}
+
+// Beside "canonical" a function is given the date as the message has it, and below it the canonical one.
+void field_registry_t::attach_date_functions() {
+  for (auto const& [path, parser] : _parsers) {
+    if (path.back() != "canonical")
+      continue;
+    field_path_t sibling = path;
+    for (auto const& [name, transform] : date_transforms) {
+      sibling.back() = name;
+      if (auto const found = _parsers.find(sibling); found != _parsers.end() && found->second)
+        found->second->set_transform_function(transform);
+    }
   }
 }
 
@@ -350,6 +380,8 @@ plist::dictionary_t custom_plist_load(std::string const& path) {
   plist::dictionary_t* const entries = parsed.value.dictionary();
   if (parsed.error || !entries || entries->empty()) {
     std::fprintf(stderr, "Fatal: Unable to parse '%s'\n", path.c_str());  // deliberately not the end of the process
+    if (auto const& error = parsed.error)
+      warning("%s: line %zu, column %zu: %s\n", path.c_str(), error->line, error->column, error->message.c_str());
     return {};
   }
   return std::move(*entries);
@@ -386,10 +418,11 @@ namespace field_parsers_init {
 
 namespace {
 
+// Never destroyed, since other threads and static objects may ask while the process ends.
 field_registry_t& registry() {
-  static field_registry_t instance = [] {
+  static field_registry_t& instance = *[] {
     timer_t const timer("field_parsers_init");
-    return field_registry_t(load_specifiers());
+    return new field_registry_t(load_specifiers());
   }();
   return instance;
 }

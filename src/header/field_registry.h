@@ -57,6 +57,7 @@ private:
   field_parser_t* keep(std::unique_ptr<field_parser_t> parser);
   void add_shorthands(plist::dictionary_t const& shorthands);
   void attach_functions();
+  void attach_date_functions();
   std::set<field_path_t> listed_paths() const;
 
   plist::dictionary_t const* _collection = nullptr;  // the parser entries, while the registry is built
@@ -71,7 +72,7 @@ private:
 };
 
 // The dictionary in a file: empty without a word when there is no such file or it is empty, and with a line on standard
-// error when it is no property list of a dictionary with entries.
+// error when it is no property list of a dictionary with entries; a second line tells where reading stopped.
 plist::dictionary_t custom_plist_load(std::string const& path);
 
 // The default list with the user's parsers and shorthands in place of the equally named ones. The process ends when there

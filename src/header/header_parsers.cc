@@ -98,41 +98,47 @@ bool field_parser_t::has_function() const {
   return _transform_char_function || _transform_function || _char_function;
 }
 
+// Hands each element, and where the next one begins, to `take` until that returns false.
 template <typename Take>
-void field_parser_t::extract(std::string_view value, Take take) const {
+void field_parser_t::walk_elements(std::string_view value, Take take) const {
   char const* cursor = value.data();
   char const* const end = cursor + value.size();
-  if (_transform_function) {
-    take(_transform_function(std::string(value)));
-  } else if (_transform_char_function) {
-    take(_transform_char_function(cursor, end));
-  } else if (_char_function) {
-    for (char const* start = nullptr; start != cursor;) {
-      start = cursor;
-      header::match_t const match = _char_function(cursor, end);
-      if (match.first == match.last || !take(value_of(match)) || cursor == end)
-        break;
-    }
-  } else if (_pattern) {
-    extract_matches(value, take);
+  for (char const* start = nullptr; start != cursor;) {
+    start = cursor;
+    header::match_t const match = _char_function(cursor, end);
+    if (match.first == match.last || !take(match, cursor) || cursor == end)
+      break;
   }
 }
 
 // A match that is empty, and stands where the search began, would be found for ever: the search goes on one byte later.
 template <typename Take>
-void field_parser_t::extract_matches(std::string_view value, Take take) const {
+void field_parser_t::walk_matches(std::string_view value, Take take) const {
   regexp::pattern_t const& pattern = _pattern->compiled(_specifier);
   char const* cursor = value.data();
   char const* const end = cursor + value.size();
   while (cursor != end) {
     regexp::match_t const match = regexp::search(pattern, cursor, end);
-    if (!match || !match.matched(0))
-      break;
-    auto const index = std::find_if(_capture_indices.begin(), _capture_indices.end(),
-                                    [&](std::size_t group) { return match.matched(group); });
-    if (index != _capture_indices.end() && !take(captured(match.text(*index), *index)))
+    if (!match || !take(match))
       break;
     cursor = match.end() == cursor ? cursor + 1 : match.end();
+  }
+}
+
+template <typename Take>
+void field_parser_t::extract(std::string_view value, Take take) const {
+  if (_transform_function) {
+    take(_transform_function(std::string(value)));
+  } else if (_transform_char_function) {
+    take(_transform_char_function(value.data(), value.data() + value.size()));
+  } else if (_char_function) {
+    walk_elements(value, [&](header::match_t const& match, char const*) { return take(value_of(match)); });
+  } else if (_pattern) {
+    walk_matches(value, [&](regexp::match_t const& match) {
+      auto const index = std::find_if(_capture_indices.begin(), _capture_indices.end(),
+                                      [&](std::size_t group) { return match.matched(group); });
+      return index == _capture_indices.end() || take(captured(match.text(*index), *index));
+    });
   }
 }
 
@@ -180,26 +186,16 @@ std::string field_parser_t::parse_field(std::string const& value) const {
 
 std::vector<std::size_t> field_parser_t::element_ends(std::string_view value) const {
   std::vector<std::size_t> ends;
-  char const* const first = value.data();
-  char const* const end = first + value.size();
-  if (_char_function) {
-    for (char const* cursor = first; cursor != end;) {
-      char const* const start = cursor;
-      header::match_t const match = _char_function(cursor, end);
-      if (cursor == start || match.first == match.last)
-        break;
-      ends.push_back(static_cast<std::size_t>(cursor - first));
-    }
-  } else if (_pattern) {
-    regexp::pattern_t const& pattern = _pattern->compiled(_specifier);
-    for (char const* cursor = first; cursor != end;) {
-      regexp::match_t const match = regexp::search(pattern, cursor, end);
-      if (!match || match.end() == cursor)
-        break;
-      cursor = match.end();
-      ends.push_back(static_cast<std::size_t>(cursor - first));
-    }
-  }
+  auto const add = [&](char const* end) {
+    std::size_t const offset = static_cast<std::size_t>(end - value.data());
+    if (offset > (ends.empty() ? 0 : ends.back()))
+      ends.push_back(offset);
+    return true;
+  };
+  if (_char_function)
+    walk_elements(value, [&](header::match_t const&, char const* next) { return add(next); });
+  else if (_pattern)
+    walk_matches(value, [&](regexp::match_t const& match) { return add(match.end()); });
   return ends;
 }
 

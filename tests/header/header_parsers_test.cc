@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <header/field_registry.h>
 #include <kel/plist.h>
 #include <kelmime/unset.h>
@@ -126,9 +128,12 @@ TEST(FieldRegistry, BuildsPaths) {
     shorthands = { any = { specifiers = ("h.split", "i.number"); }; };
   })plist"));
 
-  EXPECT_EQ(texts(registry.paths()),
-            (texts_t{ "#p.'a.b'", "h.number", "h.split", "h.whole", "i.number", "i.split", "i.whole", "j.number",
-                      "j.split", "j.whole", "o.x", "plain", "s", "s.whole" }));
+  for (char const* time : { "first", "second" }) {
+    EXPECT_EQ(texts(registry.paths()),
+              (texts_t{ "#p.'a.b'", "h.number", "h.split", "h.whole", "i.number", "i.split", "i.whole", "j.number",
+                        "j.split", "j.whole", "o.x", "plain", "s", "s.whole" }))
+        << time;
+  }
   EXPECT_EQ(registry.first_value({ "h", "number" }, "ab=17"), "17");
   EXPECT_EQ(registry.all_values({ "h", "split", "whole" }, { "a@x, b@y", "c@z" }), (texts_t{ "a@x", "b@y", "c@z" }));
   EXPECT_EQ(registry.first_value({ "o", "x" }, "abcdefghij"), "a") << "keys are texts: 1, 10, 2";
@@ -182,6 +187,29 @@ TEST(FieldRegistry, Warnings) {
             std::string::npos);
 }
 
+// Entries that the library cannot use cost one line each and leave the others alone.
+TEST(FieldRegistry, UsesWhatItCan) {
+  testing::internal::CaptureStderr();
+  field_registry_t const registry(specifiers(R"plist({
+    parsers = {
+      a = { header = h; functions = (text, { specifier = split; });
+            specifierRegex = "("; specifierCaptures = { 0 = { specifier = x; }; }; };
+      b = { header = i; specifierRegexFormatString = ""; specifierRegex = "a";
+            specifierCaptures = { 0 = { specifier = x; }; }; };
+    };
+  })plist"));
+  EXPECT_EQ(registry.all_values({ "h", "split" }, { "a@x, b@y" }), (texts_t{ "a@x", "b@y" }));
+  EXPECT_EQ(registry.first_value({ "i", "x" }, "abc"), "abc") << "an empty format counts, and means the pattern .*";
+  testing::internal::GetCapturedStderr();
+
+  testing::internal::CaptureStderr();
+  for (int time = 0; time < 2; ++time)
+    EXPECT_EQ(registry.first_value({ "h", "x" }, "a"), unset_string);
+  std::string const output = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(output.find("Warning: Specifier '(': "), 0U) << output;
+  EXPECT_EQ(std::ranges::count(output, '\n'), 1) << output;
+}
+
 TEST(FieldRegistryDeathTest, CapturesOfOneNameShareAType) {
   EXPECT_DEATH(
       field_registry_t(specifiers("{ parsers = { a = { header = h; specifierRegex = \"(a)(b)\"; specifierCaptures = {"
@@ -193,11 +221,19 @@ TEST(Specifiers, Files) {
   temporary_folder_t const folder;
   EXPECT_TRUE(custom_plist_load(path::join(folder.path(), "missing")).empty());
   EXPECT_TRUE(custom_plist_load(folder.write("empty", "")).empty());
-  for (char const* content : { "{}", "( a )", "{ a = " }) {
+  struct {
+    char const* content;
+    std::size_t lines;
+  } const rows[] = { { "{}", 1 }, { "( a )", 1 }, { "{ a = ", 2 } };
+  for (auto const& [content, lines] : rows) {
     std::string const file = folder.write("bad", content);
     testing::internal::CaptureStderr();
     EXPECT_TRUE(custom_plist_load(file).empty());
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Fatal: Unable to parse '" + file + "'\n");
+    std::string const output = testing::internal::GetCapturedStderr();
+    std::string const expected = "Fatal: Unable to parse '" + file + "'\n" +
+                                 (lines == 2 ? "Warning: " + file + ": line 1, column " : std::string());
+    EXPECT_EQ(output.substr(0, expected.size()), expected);
+    EXPECT_EQ(std::ranges::count(output, '\n'), lines) << output;
   }
 }
 

@@ -99,9 +99,13 @@ TEST(Specifiers, ValuesOfRealHeaders) {
     { "from.name.first", "\"Doe, John\" <j@x>", "[John]" },
     { "from.name.last", "John van Doe <j@x>", "[Doe]" },
     { "from.name.last", "John <j@x>", "" },
+    { "from.name.first", ", x", "" },
     { "content-disposition.type", "\"attachment\"; filename=a", "[attachment]" },
     { "content-disposition.parameter.split.filename", "attachment; filename=\"a\\\\b\\\"\"", "[a\\b\"]" },
     { "content-type.parameter.split.charset", "a/b; name=\"x; charset=\"; y=\"charset=\\\"z\\\"\"", "" },
+    { "content-disposition.parameter.split.filename", "a; filename*=utf-8''%EF%BF%BF", "" },
+    { "content-type.parameter.split.protected-headers", "a/b; protected-headers=v1; hp=clear", "[v1]" },
+    { "content-type.parameter.split.unknown", "a/b; x=1; unknown=2", "[x=\"1\"; unknown=\"2\"]" },
     { "content-type.parameter.each.attribute", "a/b; X=1; y=2", "[x][y]" },
     { "content-transfer-encoding", "base64 (x)", "[base64 (x)]" },
     { "content-transfer-encoding.mechanism", "base64 (x)", "[base64]" },
@@ -109,17 +113,26 @@ TEST(Specifiers, ValuesOfRealHeaders) {
     { "message-id.split", "bare", "[bare]" },
     { "content-id.split", "< a b >", "[a b]" },
     { "references.split", "<a@b><c@d>\t<e", "[a@b][c@d][e]" },
+    { "message-id.split", "<a@b> (junk)", "[a@b]" },
+    { "message-id.split", "<a@b> by x", "[a@b]" },
+    { "in-reply-to.split", "<a@b> \"Ann\" of Monday; <c@d>", "[a@b][c@d]" },
     { "in-reply-to.split", "Your message of Monday <<a@b>> or c@d", "[a@b][c@d]" },
     { "subject.prefix", "Re: [list] AW[2]: Hi: there", "[Re: [list] AW[2]: ]" },
     { "subject.unprefixed", "Re: [list] AW[2]: Hi: there", "[Hi: there]" },
     { "subject.unprefixed", "Report: all", "[Report: all]" },
     { "subject.bare", "[a] Fwd: [b] 回复：Hi [c] ", "[Hi [c]]" },
+    { "subject#lc.bare", "Re: X", "[X]" },
+    { "subject#lc", "Re: X", "[Re: X]" },
+    { "subject.bare", "R: I: VÁ: ΑΤ: Σχετ: תשובה: Atb: BLS: Trs: İLT: x", "[x]" },
     { "subject.tag", "[a] Fwd: [ b ] Hi", "[a][b]" },
     { "list-post.split", list, "[mailto:list@x.org?subject=a][https://h.org/p/q]" },
     { "list-post.split.mailto", list, "[list@x.org?subject=a]" },
     { "list-post.split.mailto.address", list, "[list@x.org]" },
     { "list-post.split.server", list, "[h.org]" },
+    { "list-post.split", "<>, < a b >", "[a b]" },
     { "list-id.id", "\"A <list>\" <a.b.c>", "[a.b.c]" },
+    { "list-id.name", "The \"best\" list <a.b>", "[The \"best\" list]" },
+    { "list-id.name", "\"A\" and \"B\" <a.b>", "[\"A\" and \"B\"]" },
     { "list-id.name", "\"A <list>\" <a.b.c>", "[A <list>]" },
     { "list-id.id", "a.b.c", "[a.b.c]" },
     { "received.from", received, "[mx.a]" },
@@ -128,18 +141,33 @@ TEST(Specifiers, ValuesOfRealHeaders) {
     { "received.id", received, "[x1]" },
     { "received.for", received, "[u@h]" },
     { "received.date.canonical", received, "[2024-01-01 09:00:00]" },
+    { "received.by", "from a ((x) \\) by evil (y) by evil) \"q by evil\" by b", "[b]" },
+    { "received.from", "from \"x by evil\" by b", "[\"x by evil\"]" },
+    { "received.for", "by b for a@b, c@d; Mon", "[a@b]" },
+    { "received.for", "by b for <\"a b\"@c>", "[\"a b\"@c]" },
+    { "received.date", "by b; Mon, 1 Jan 2024 10:00:00 +0100 (a;b) ", "[Mon, 1 Jan 2024 10:00:00 +0100 (a;b)]" },
+    { "received.date.#local", "by b; 1 Jan 1990 never", "" },
     { "date.canonical", "Mon, 1 Jan 2024 10:00:00 +0100", "[2024-01-01 09:00:00]" },
     { "date.canonical", "never", "" },
+    { "date.#relative", "Mon, 1 Jan 2222 10:00:00 +0100", "[future time]" },
+    { "date.canonical.#relative", "Mon, 1 Jan 2222 10:00:00 +0100", "[future time]" },
+    { "date.formatted", "never", "" },
     { "content-language.split", "en, de-DE;q=0.8 (German)", "[en][de-DE]" },
     { "x-priority.value", " 1 (Highest)", "[1]" },
     { "x-spam-status.result", "Yes, score=5.2 required=5.0", "[Yes]" },
     { "x-spam-status.score", "Yes, score=5.2 required=5.0", "[5.2]" },
     { "x-spam-status.tests", "No, score=-1 tests=A,B,\tC autolearn=no", "[A,B,\tC]" },
+    { "x-spam-status.tests", "No, tests=[A=1, B=2] autolearn=no", "[A=1, B=2]" },
+    { "authentication-results.server", " (a (b)) mx.b (c); none", "[mx.b]" },
+    { "arc-authentication-results.server", "i=1; (a) mx.b; none", "[mx.b]" },
+    { "authentication-results.spf", "a; dkim=fail (x \\) spf=pass ((y) spf=pass)) reason=\"\\\"; spf=pass\"", "" },
+    { "authentication-results.spf", "a; dkim=fail header.spf=pass xspf=pass; spf=none", "[none]" },
     { "authentication-results.server", authentication, "[mx.b]" },
     { "authentication-results.spf", authentication, "[softfail]" },
     { "authentication-results.dkim", authentication, "[pass][fail]" },
     { "dkim-signature.b", "v=1; d=x; bh=AB=; b=CD EF=", "[CD EF=]" },
     { "dkim-signature.bh", "v=1; d=x; bh=AB=; b=CD EF=", "[AB=]" },
+    { "dkim-signature.b", "zz=x b=evil; b=AB; d2=x; xb=c", "[AB]" },
     { "mime-version.version", "(x) 1.0 (1.5)", "[1.0]" },
     { "keywords.split", "a b , c", "[a b][c]" },
     { "content-length.formatted", "1536", "[1.5 KB]" },
@@ -149,6 +177,20 @@ TEST(Specifiers, ValuesOfRealHeaders) {
   for (auto const& row : rows)
     EXPECT_EQ(joined(header_parser::parse_all_from_header(row.path, row.body)), row.expected)
         << row.path << ": " << row.body;
+}
+
+// The short form of a date is answered as it stands, like the long one.
+TEST(Specifiers, DatesInShort) {
+  constexpr char const* date = "Mon, 1 Jan 2024 10:00:00 +0100";
+  for (std::string const display : { "#relative", "#local", "formatted" }) {
+    std::string const value = header_parser::parse_from_header("date.canonical." + display, date);
+    EXPECT_NE(value, "unknown") << display;
+    EXPECT_EQ(header_parser::parse_from_header("date." + display, date), value);
+    EXPECT_EQ(header_parser::parse_from_header("received.date." + display, std::string("by b; ") + date), value);
+    field_path_t path = { "date", display };
+    field_parsers_init::expand_implicit_field_path(path);
+    EXPECT_EQ(to_s(path), "date.canonical." + display);
+  }
 }
 
 // Each pattern compiles, and none is slow on a long value of one kind of bytes.
