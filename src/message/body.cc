@@ -411,7 +411,7 @@ std::string body_part_t::get_suggested_filename() {
 std::string body_part_t::get_description() {
   if (!_description.empty())
     return _description;
-  std::string const stated = get_header("content-description", unset_string);
+  std::string stated = get_header("content-description", unset_string);
   if (stated != unset_string)
     return stated;
   std::string const name = get_suggested_filename();
