@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include <codec/utf8.h>
+#include <base/utf8.h>
 #include <kelmime/charset.h>
 #include <kelmime/decoding.h>
 #include <kelmime/encoding.h>

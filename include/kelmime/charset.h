@@ -1,7 +1,8 @@
 // Charsets: everything that the library hands out as text is UTF-8, whatever a message claims to be written in.
 //
 // Claims are not trusted. Text that is said to be ASCII is examined, known mislabels are replaced, and what a charset
-// cannot convert is converted as ISO-8859-1, so that no text is lost. Every correction is recorded. A charset name that
+// cannot convert is converted as ISO-8859-1, so that no text is lost. UTF-16 and UTF-32 without a byte order mark are
+// big-endian (RFC 2781, section 4.3). Every correction is recorded. A charset name that
 // comes from a message is used only if it consists of at most 64 of the characters a-z, 0-9 and ":._()+-" and does not
 // name a form that exists inside of programs only; all others are unknown charsets.
 #pragma once
@@ -28,10 +29,6 @@ using charset_guesser_t = std::function<std::string()>;
 template <byte_inserter Out>
 KELMIME_EXPORT Out convert_to_utf8(char const* first, char const* last, Out out, std::string& charset,
                                    charset_guesser_t const& guesser, mime_errors_handler_t* errors);
-
-// Whether `convert_to_utf8` over this text, which must be valid UTF-8, records nothing, as far as that can be told for
-// less than the conversion costs. A pass made for its records alone may be left out then.
-KELMIME_EXPORT bool is_silent_conversion(std::string_view valid_utf8, std::string_view charset);
 
 // Converts a text from one charset to another in one pass. Returns the position where the conversion stopped: `last`, or
 // the first byte that does not convert, which is recorded, or `first` when one of the charsets is unknown, which is

@@ -9,12 +9,12 @@
 // Known mislabels ("gb2312", "ks_c_5601-1987", "western") are replaced silently.
 #include <kelmime/charset.h>
 
+#include <base/utf8.h>
 #include <codec/circled_numbers.h>
 #include <codec/conversion.h>
 #include <codec/converter.h>
 #include <codec/excerpt.h>
 #include <codec/find_byte.h>
-#include <codec/utf8.h>
 #include <kel/text.h>
 
 #include <algorithm>
@@ -118,23 +118,29 @@ private:
       if (guess() != "iso-2022-jp" && !guess().empty())
         return false;
       _charset = "iso-2022-jp";
-      report(_errors, "Escape character detected in string (charset is “”). Instead ISO-2022-JP is assumed",
-             hex_excerpt(_first, _last, at, context_radius));
+      if (_errors) {
+        report(_errors, "Escape character detected in string (charset is “”). Instead ISO-2022-JP is assumed",
+               hex_excerpt(_first, _last, at, context_radius));
+      }
       return true;
     }
     return false;
   }
 
   void replace_ascii_claim(char const* first_8bit) {
-    bool const is_unknown = _charset == "unknown-8bit" || _charset == "x-unknown";
-    std::string message = is_unknown ? "Charset is “" + _charset + "” and contains 8 bit characters."
-                                     : "Non-ASCII detected in string claimed to be ASCII (“" + _charset + "”).";
-    if (utf8::is_valid(first_8bit, _last)) {
-      _charset = "utf-8";
+    std::string const claimed = _charset;
+    bool const is_utf8 = utf8::is_valid(first_8bit, _last);
+    _charset = is_utf8 ? "utf-8" : guess();
+    if (!_errors)
+      return;
+
+    bool const is_unknown = claimed == "unknown-8bit" || claimed == "x-unknown";
+    std::string const message = is_unknown ? "Charset is “" + claimed + "” and contains 8 bit characters."
+                                           : "Non-ASCII detected in string claimed to be ASCII (“" + claimed + "”).";
+    if (is_utf8) {
       report(_errors, message + " It is valid and assumed to be UTF-8.",
              with_whitespace_escaped(excerpt(_first, _last, first_8bit, context_radius)));
     } else {
-      _charset = guess();
       report(_errors, message + " It is not valid UTF-8. Instead " + text::uppercase(_charset) + " is assumed",
              hex_excerpt(_first, _last, first_8bit, context_radius));
     }

@@ -15,6 +15,10 @@ char const* convert_range(char const* first, char const* last, output_t& out, st
 // A byte that no charset has a character for: "<U+0081>".
 void write_substitution(char byte, output_t& out);
 
+// Whether `convert_to_utf8` over this text, which must be valid UTF-8, records nothing, as far as that can be told for
+// less than the conversion costs. A pass made for its records alone may be left out then.
+bool is_silent_conversion(std::string_view valid_utf8, std::string_view charset);
+
 // Appends what `japanese_convert` appends.
 void convert_japanese_range(char const* first, char const* last, output_t& out, std::string_view charset,
                             mime_errors_handler_t* errors);

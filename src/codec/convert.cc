@@ -43,6 +43,7 @@ char const* convert_range(char const* first, char const* last, output_t& out, st
   char const* cursor = first;
   stop_t stop = converter->run(cursor, last, out);
   while (stop == stop_t::illegal && use_fallback) {
+    converter->release(out);
     write_substitution(*cursor++, out);
     stop = converter->run(cursor, last, out);
   }

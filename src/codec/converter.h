@@ -25,6 +25,10 @@ public:
   // begin one byte further; shift states survive.
   virtual stop_t run(char const*& cursor, char const* last, output_t& out) = 0;
 
+  // Writes a character that waits for a combining mark, so that what is written next by others comes after it. Shift
+  // states survive.
+  virtual void release(output_t&) {}
+
   // Ends a text: writes the last character, which a converter that composes characters may hold back.
   virtual void finish(output_t&) {}
 

@@ -5,8 +5,9 @@
 // early has not looked at much more than it converted: texts of bad lines begin one conversion per line.
 #include <codec/iconv_converter.h>
 
+#include <base/utf8.h>
+#include <codec/charset_name.h>
 #include <codec/iso_2022_jp.h>
-#include <codec/utf8.h>
 
 #include <iconv.h>
 
@@ -56,6 +57,9 @@ public:
     }
   }
 
+  // Forgets what is held back and returns to the initial shift state.
+  void reset() { iconv(_descriptor, nullptr, nullptr, nullptr, nullptr); }
+
   // Writes what is held back and returns to the initial shift state.
   void finish(output_t& out) {
     char* at = out.room(out.block_bytes / 2);
@@ -104,14 +108,24 @@ gate_t gate_for(std::string_view from) {
   return pass_everything;
 }
 
+// Whether letters of this charset wait for a combining mark and it has no shift states.
+bool is_composing(std::string_view from) {
+  constexpr std::string_view names[] = {
+    "big5-hkscs",    "big5hkscs",    "cp1255", "cp1258",    "euc-jisx0213", "ms-hebr",         "shift_jisx0213",
+    "shiftjisx0213", "windows-1255", "tcvn",   "tcvn-5712", "tcvn5712-1",   "tcvn5712-1:1993", "windows-1258",
+  };
+  return std::ranges::find(names, from) != std::end(names);
+}
+
 class iconv_converter_t : public converter_t {
 public:
   iconv_converter_t(std::string const& from, std::string const& to, gate_t gate)
-      : _descriptor(from, to), _gate(std::move(gate)) {}
+      : _descriptor(from, to), _gate(std::move(gate)), _is_composing(is_composing(from)) {}
 
   bool is_open() const { return _descriptor.is_open(); }
 
   void restart() override {
+    _descriptor.reset();
     _passed = { nullptr, stop_t::at_end };
     _window = smallest_window;
   }
@@ -136,6 +150,11 @@ public:
     return stop_t::at_end;
   }
 
+  void release(output_t& out) override {
+    if (_is_composing)
+      _descriptor.finish(out);
+  }
+
   void finish(output_t& out) override { _descriptor.finish(out); }
 
 private:
@@ -149,6 +168,7 @@ private:
 
   descriptor_t _descriptor;
   gate_t _gate;
+  bool const _is_composing;
   passed_t _passed = {};
   std::ptrdiff_t _window = smallest_window;
 };
@@ -156,10 +176,12 @@ private:
 }  // namespace
 
 std::unique_ptr<converter_t> open_iconv_converter(std::string const& from, std::string const& to) {
-  std::string const superset(iso_2022_jp::superset_of(from));
-  for (std::string const& name : { from, superset }) {
-    auto converter = std::make_unique<iconv_converter_t>(name, to, gate_for(from));
-    if (!name.empty() && converter->is_open())
+  for (std::string_view const name :
+       { std::string_view(from), iso_2022_jp::superset_of(from), other_spelling_of(from) }) {
+    if (name.empty())
+      continue;
+    auto converter = std::make_unique<iconv_converter_t>(std::string(name), to, gate_for(from));
+    if (converter->is_open())
       return converter;
   }
   return nullptr;

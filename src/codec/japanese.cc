@@ -83,8 +83,8 @@ private:
   void convert_with_substitutions(char const* line_end) {
     _pending.clear();
     char const* cursor = convert_range(_restart, line_end, _out, _charset, "UTF-8", /*use_fallback*/ true, _errors);
-    for (; cursor != line_end;
-         ++cursor)  // a sequence that is cut off by the end, or all of it under an unknown charset
+    // What is left is a sequence that is cut off by the end, or everything under an unknown charset.
+    for (; cursor != line_end; ++cursor)
       write_substitution(*cursor, _out);
   }
 

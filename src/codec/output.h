@@ -17,6 +17,7 @@ public:
   template <typename Container>
   explicit output_t(Container& container)
       : _container(&container), _append(append_to<Container>), _reserve(reserve_in<Container>) {}
+  // Running out of memory here ends the process.
   ~output_t() { flush(); }
   output_t(output_t const&) = delete;
   output_t& operator=(output_t const&) = delete;
@@ -39,6 +40,8 @@ public:
   }
 
   void append(std::string_view bytes) {
+    if (bytes.empty())
+      return;  // perhaps a null pointer, which memcpy must not see
     if (bytes.size() > static_cast<std::size_t>(room_end() - _at)) {
       flush();
       if (bytes.size() > _block.size() / 2) {

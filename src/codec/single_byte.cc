@@ -1,7 +1,7 @@
 #include <codec/single_byte.h>
 
+#include <base/utf8.h>
 #include <codec/iconv_converter.h>
-#include <codec/utf8.h>
 #include <kelmime/bytes.h>
 
 #include <algorithm>

@@ -1,13 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <memory>
 #include <random>
+#include <sstream>
 #include <thread>
 
 #include <iconv.h>
 
+#include <base/utf8.h>
 #include <codec/codec_verbs.h>
-#include <codec/utf8.h>
+#include <codec/conversion.h>
+#include <kel/text.h>
 #include <kelmime/charset.h>
 
 namespace kel {
@@ -72,6 +77,27 @@ TEST(ConvertToUtf8, CorrectsClaims) {
       "koi8-r",
       { "Charset is “unknown-8bit” and contains 8 bit characters. It is not valid UTF-8. Instead KOI8-R is assumed | "
         "{C1}\\n" } },
+    { "unknown-8bit in UTF-8",
+      "\xC3\xA9",
+      "unknown-8bit",
+      "koi8-r",
+      "\xC3\xA9",
+      "utf-8",
+      { "Charset is “unknown-8bit” and contains 8 bit characters. It is valid and assumed to be UTF-8. | \xC3\xA9" } },
+    { "x-unknown in UTF-8",
+      "\xC3\xA9",
+      "x-unknown",
+      "",
+      "\xC3\xA9",
+      "utf-8",
+      { "Charset is “x-unknown” and contains 8 bit characters. It is valid and assumed to be UTF-8. | \xC3\xA9" } },
+    { "a mislabel guessed",
+      "\x81\x40",
+      "us-ascii",
+      "gb2312",
+      "丂",
+      "gb18030",
+      { non_ascii + "us-ascii”). It is not valid UTF-8. Instead GB2312 is assumed | {81}@" } },
     { "x-unknown in ASCII",
       "abc",
       "x-unknown",
@@ -97,6 +123,21 @@ TEST(ConvertToUtf8, CorrectsClaims) {
       { "Escape character detected in string (charset is “”). Instead ISO-2022-JP is assumed | {1B}$B$\"" } },
     { "escape sequence, something else guessed", "\x1B$B", "", "koi8-r", "\x1B$B", "", {} },
     { "escape sequence in declared ASCII", "\x1B$B", "us-ascii", "", "\x1B$B", "us-ascii", {} },
+    { "escape sequence before an 8-bit byte",
+      "\x1B$B$\"\x1B(B\xC1",
+      "",
+      "",
+      "あ<U+00C1>",
+      "iso-2022-jp-3",
+      { "Escape character detected in string (charset is “”). Instead ISO-2022-JP is assumed | {1B}$B$\"{1B}(B{C1}",
+        "Invalid multibyte sequence encountered (iconv / iso-2022-jp-3) | {1B}$B$\"{1B}(B{C1}" } },
+    { "escape sequence before an 8-bit byte, something else guessed",
+      "\x1B$B\xC1",
+      "",
+      "koi8-r",
+      "\x1B$Bа",
+      "koi8-r",
+      { non_ascii + "”). It is not valid UTF-8. Instead KOI8-R is assumed | {1B}$B{C1}" } },
     { "escape sequence behind an 8-bit byte",
       "\xC1\x1B$B",
       "",
@@ -160,13 +201,20 @@ TEST(ConvertToUtf8, CorrectsClaims) {
 }
 
 TEST(ConvertToUtf8, AsksTheGuesserOnlyWhenNeeded) {
-  int asked = 0;
-  charset_guesser_t const guesser = [&] { return ++asked, "koi8-r"s; };
-  for (auto const* charset : { "us-ascii", "utf-8", "iso-8859-1", "" })
-    converted("plain", charset, guesser);
-  EXPECT_EQ(asked, 0);
-  converted("\x1B$B\x1B$B\x1B$B\x1B$B", "", guesser);
-  EXPECT_LE(asked, 2);
+  std::string const escapes = "\x1B$B\x1B$B\x1B$B";
+  struct {
+    std::string input, declared, guess;
+    int asked;
+  } const rows[] = {
+    { "plain", "", "koi8-r", 0 },      { "plain", "us-ascii", "koi8-r", 0 }, { "\xE9", "iso-8859-1", "koi8-r", 0 },
+    { escapes, "", "iso-2022-jp", 1 }, { escapes, "", "", 2 },               { escapes, "", "koi8-r", 2 },
+    { escapes, "us-ascii", "", 0 },    { "\xE9", "us-ascii", "koi8-r", 1 },  { latin1_form, "us-ascii", "koi8-r", 0 },
+  };
+  for (auto const& row : rows) {
+    int asked = 0;
+    converted(row.input, row.declared, [&] { return ++asked, row.guess; });
+    EXPECT_EQ(asked, row.asked) << row.input << " " << row.declared << " " << row.guess;
+  }
 }
 
 // One pass through iconv, as the definition has it.
@@ -178,6 +226,7 @@ struct reference_t {
 
 reference_t reference(std::string input, char const* charset) {
   iconv_t const descriptor = iconv_open("UTF-8", charset);
+  EXPECT_NE(descriptor, reinterpret_cast<iconv_t>(-1)) << charset;
   std::string text(input.size() * 8 + 16, '\0');
   char* in = input.data();
   char* out = text.data();
@@ -193,7 +242,7 @@ reference_t reference(std::string input, char const* charset) {
 constexpr char const* many_charsets[] = {
   "us-ascii",  "iso-8859-1", "iso-8859-8", "windows-1252", "windows-1255", "windows-1258", "koi8-r", "koi8-u",
   "macintosh", "cp437",      "tcvn",       "shift_jis",    "euc-jp",       "gb18030",      "big5",   "big5-hkscs",
-  "euc-kr",    "utf-16",     "utf-16le",   "utf-32",       "utf-7",        "iso-2022-kr",  "hz",     "ebcdic-us",
+  "euc-kr",    "utf-16be",   "utf-16le",   "utf-32be",     "utf-7",        "iso-2022-kr",  "ebcdic-us",
 };
 
 // Tables, kept converters and windows must not show: positions, text and records are those of a new converter.
@@ -201,10 +250,6 @@ TEST(Convert, AgreesWithIconv) {
   std::mt19937 random(1);
   for (int round = 0; round < 40; ++round) {
     for (auto const* charset : many_charsets) {
-      iconv_t const probe = iconv_open("UTF-8", charset);
-      if (probe == reinterpret_cast<iconv_t>(-1))
-        continue;
-      iconv_close(probe);
       std::string input;
       for (std::size_t size = random() % (round % 8 ? 40 : 20000); input.size() < size;)
         input += static_cast<char>(random() % (round % 3 ? 128 : 256));
@@ -224,10 +269,33 @@ TEST(Convert, AgreesWithIconv) {
   }
 }
 
+// Every charset name that the C library tells.
+lines_t all_charsets() {
+  lines_t names(std::begin(many_charsets), std::end(many_charsets));
+  std::unique_ptr<FILE, int (*)(FILE*)> const list(popen("iconv -l 2>/dev/null", "r"), pclose);
+  std::string text;
+  for (int c; list && (c = std::getc(list.get())) != EOF;)
+    text += std::string_view(",/\n").find(static_cast<char>(c)) == std::string_view::npos ? static_cast<char>(c) : ' ';
+  std::istringstream words(text);
+  for (std::string name; words >> name;)
+    names.push_back(text::lowercase(name));
+  return names;
+}
+
 std::string substituted(std::string_view input, std::string_view from, std::string_view to = "UTF-8") {
   return output_of(input, [&](auto first, auto last, auto out) {
     convert(first, last, out, from, to, /*use_fallback*/ true, nullptr);
   });
+}
+
+TEST(Convert, WritesValidUtf8Only) {
+  for (std::string const& charset : all_charsets()) {
+    for (auto const unit : { "\xF4\x90\x80\x80"sv, "\xED\xA0\x80"sv, "\xD8\0"sv, "\0\xD8"sv, "\0\0\xD8\0"sv,
+                             "\0\xD8\0\0"sv, "\0\x11\0\0"sv, "\0\0\x11\0"sv, "+2AA-"sv, "\\ud800"sv }) {
+      std::string const text = substituted(unit, charset);
+      EXPECT_TRUE(utf8::is_valid(text.begin(), text.end())) << charset << " " << unit;
+    }
+  }
 }
 
 TEST(Convert, SubstitutesWhatDoesNotConvert) {
@@ -235,22 +303,55 @@ TEST(Convert, SubstitutesWhatDoesNotConvert) {
   EXPECT_EQ(substituted("a\x81\x8Dz", "windows-1252"), "a<U+0081><U+008D>z");
   EXPECT_EQ(substituted("a\xE9", "us-ascii"), "a<U+00E9>");
   EXPECT_EQ(substituted("\x1B$B$\"\xFF$\"\x1B(Bz", "iso-2022-jp"), "あ<U+00FF>あz");
+  EXPECT_EQ(substituted("xa\x8A\xECz", "cp1258"), "xa<U+008A>\xCC\x81z");
+  EXPECT_EQ(substituted("\xF9\xFF\xC8z", "windows-1255"), "ש<U+00FF>\xD6\xB8z");
   EXPECT_EQ(substituted("a\xC3\xA9\xFF\xE2\x82\xAC!", "utf-8", "iso-8859-1"), "a\xE9<U+00FF><U+00E2><U+0082><U+00AC>!");
 }
 
-TEST(Convert, ForgetsTheByteOrderOfTheTextBefore) {
-  EXPECT_EQ(converted("\xFE\xFF\0a"sv, "utf-16").text, "a");
-  EXPECT_EQ(converted("\xFF\xFE"
-                      "b\0"sv,
-                      "utf-16")
-                .text,
-            "b");
-  EXPECT_EQ(converted("\xFE\xFF\0c"sv, "utf-16").text, "c");
+// The row before must not show either.
+TEST(Convert, ReadsTheByteOrderOfEachText) {
+  std::string const big_16 = "\0a\xD8\x3D\xDE\x00"s;
+  std::string const little_16 = "a\0\x3D\xD8\x00\xDE"s;
+  std::string const big_32 = "\0\0\0a\0\x01\xF6\0"s;
+  std::string const little_32 = "a\0\0\0\0\xF6\x01\0"s;
+  for (auto const* charset : { "utf-16", "ucs-2", "unicode", "csunicode", "iso-10646-ucs-2" }) {
+    for (std::string const& text : { "\xFE\xFF" + big_16, "\xFF\xFE" + little_16, big_16 })
+      EXPECT_EQ(converted(text, charset).text, "a😀") << charset;
+  }
+  for (auto const* charset : { "utf-32", "ucs-4", "iso-10646", "iso-10646-ucs-4" }) {
+    for (std::string const& text : { "\0\0\xFE\xFF"s + big_32, "\xFF\xFE\0\0"s + little_32, big_32 })
+      EXPECT_EQ(converted(text, charset).text, "a😀") << charset;
+    EXPECT_EQ(converted("\0\0\0a\0\x11\0\0"sv, charset).text, "a\0\x11\0\0"sv) << charset;
+  }
+  for (auto const* charset : { "utf-16le", "ucs-2le", "unicodelittle" })
+    EXPECT_EQ(converted("a\0"sv, charset).text, "a") << charset;
+  EXPECT_EQ(converted(little_32, "ucs-4le").text, "a😀");
+  EXPECT_EQ(converted(big_32, "ucs-4be").text, "a😀");
+  EXPECT_EQ(converted("\xFE", "utf-16").records,
+            (lines_t{ "Incomplete multibyte sequence encountered (iconv / utf-16) | {FE}" }));
 }
 
-TEST(Convert, ReadsUcs4WithinUnicode) {
-  for (auto const* charset : { "ucs-4", "iso-10646", "ucs-4be" })
-    EXPECT_EQ(converted("\0\0\0a\0\x11\0\0"sv, charset).text, "a\0\x11\0\0"sv) << charset;
+TEST(Convert, KnowsTheSpellingsOfMail) {
+  struct {
+    char const* charset;
+    std::string_view input, text;
+  } const rows[] = {
+    { "cp-1250", "\x8A", "Š" },         { "cp-1251", "\xC0", "А" },       { "cp-1252", "\x80", "€" },
+    { "cp-850", "\x82", "é" },          { "csbig5", "\xA4\x40", "一" },   { "gb_2312-80", "\xB0\xA1", "啊" },
+    { "iso-8859-6-e", "\xC7", "ا" },    { "iso-8859-6-i", "\xC7", "ا" },  { "iso-8859-8-e", "\xE0", "א" },
+    { "iso-8859-8-i", "\xE0", "א" },    { "ksc_5601", "\xB0\xA1", "가" }, { "macroman", "\x8E", "é" },
+    { "unicode-1-1-utf-7", "+AOk-", "é" }, { "windows-949", "\x81\x41", "갂" }, { "x-cp1250", "\x8A", "Š" },
+    { "x-cp1251", "\xC0", "А" },        { "x-cp1252", "\x80", "€" },      { "x-euc-jp", "\xA4\xA2", "あ" },
+    { "x-gbk", "\x81\x40", "丂" },      { "x-mac-cyrillic", "\x80", "А" }, { "x-mac-roman", "\x8E", "é" },
+    { "x-sjis", "\x82\xA0\x87\x40", "あ①" }, { "unicode-1-1-utf-8", "é", "é" }, { "utf8mb4", "é", "é" },
+    { "osf05010001", "é", "é" },
+  };
+  for (auto const& row : rows) {
+    converted_t const result = converted(row.input, row.charset);
+    EXPECT_EQ(result.text, row.text) << row.charset;
+    EXPECT_EQ(result.charset, row.charset);
+    EXPECT_EQ(result.records, lines_t{}) << row.charset;
+  }
 }
 
 TEST(Convert, OpensOnlyCharsetsOfMail) {

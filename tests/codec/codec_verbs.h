@@ -1,24 +1,16 @@
-// What the codec tests do: run a codec over a copy of the input in a heap block of its exact size, so that a sanitizer
-// sees the first byte too far.
+// What the codec tests do: run a codec over an exact copy of the input.
 #pragma once
 
-#include <algorithm>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <helpers/exact_copy.h>
+#include <helpers/short_strings.h>
 #include <kelmime/mime_errors_handler.h>
 
 namespace kel::test {
-
-template <typename Run>
-auto on_exact_copy(std::string_view input, Run run) {
-  std::unique_ptr<char[]> const copy(new char[input.size()]);
-  std::copy(input.begin(), input.end(), copy.get());
-  return run(static_cast<char const*>(copy.get()), static_cast<char const*>(copy.get() + input.size()));
-}
 
 // What a codec appends to a string.
 template <typename Codec>
@@ -41,18 +33,5 @@ inline std::vector<std::string> described(mime_errors_handler_t const& errors) {
 }
 
 using lines_t = std::vector<std::string>;
-
-// Every string of up to four bytes over a small alphabet.
-template <typename Check>
-void for_all_short_strings(std::string_view alphabet, Check check) {
-  std::vector<std::string> strings = { "" };
-  for (std::size_t next = 0; next < strings.size(); ++next) {
-    check(strings[next]);
-    if (strings[next].size() == 4)
-      continue;
-    for (char const c : alphabet)
-      strings.push_back(strings[next] + c);
-  }
-}
 
 }  // namespace kel::test
