@@ -7,6 +7,7 @@
 
 #include <kel/text.h>
 #include <base/fatal.h>
+#include <codec/conversion.h>
 #include <header/parameters.h>
 #include <kelmime/body.h>
 #include <kelmime/charset.h>
