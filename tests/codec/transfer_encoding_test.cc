@@ -46,15 +46,9 @@ TEST(QuotedPrintable, Decodes) {
     { "CR is no blank", "a=\r\nb", "a=\r\nb", { illegal + "a=\r\nb" } },
     { "blanks before something else stay", "=  x", "=  x", { illegal + "=  x" } },
     { "decoding goes on just after an illegal =", "==41", "=A", { illegal + "==41" } },
-    { "context of ten bytes",
-      "0123456789abcde=0123456789abcde",
-      "0123456789abcde\x01"
-      "23456789abcde",
-      {} },
-    { "context is cut on both sides",
-      "0123456789abcde=x123456789abcde",
-      "0123456789abcde=x123456789abcde",
-      { illegal + "56789abcde=x12345678" } },
+    { "context of ten bytes", "0123456789abcde=0123456789abcde", "0123456789abcde\x01" "23456789abcde", {} },
+    { "context is cut on both sides", "0123456789abcde=x123456789abcde", "0123456789abcde=x123456789abcde", { illegal +
+      "56789abcde=x12345678" } },
     { "line feeds are text", "a\nb", "a\nb", {} },
     { "8-bit bytes pass", "\xE9=E9"sv, "\xE9\xE9", {} },
   };

@@ -46,13 +46,9 @@ TEST(Plist, ReadsValues) {
     { "letters escaped", "\"\\a\\b\\f\\n\\r\\t\\v\"", "\a\b\f\n\r\t\v" },
     { "others escaped", "\"\\\"\\\\\\'\\q\"", "\"\\'q" },
     { "octal", "\"\\1012 \\7z\\0331\"", "A2 \az\0331" },
-    { "UTF-16", "\"\\U00e4\\U20AC\\U41g\"",
-      "\xC3\xA4\xE2\x82\xAC"
-      "Ag" },
+    { "UTF-16", "\"\\U00e4\\U20AC\\U41g\"", "\xC3\xA4\xE2\x82\xAC" "Ag" },
     { "pair of UTF-16", "\"\\Ud83d\\Ude00\"", "\xF0\x9F\x98\x80" },
-    { "half a pair", "\"\\Ud83dx\\Ude00\\Ud83d\\U0041\"",
-      "\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBD"
-      "A" },
+    { "half a pair", "\"\\Ud83dx\\Ude00\\Ud83d\\U0041\"", "\xEF\xBF\xBDx\xEF\xBF\xBD\xEF\xBF\xBD" "A" },
     { "U without digits", "\"\\Ux\"", "Ux" },
     { "data", "<0fBD 77\n1c>", plist::data_t{ "\x0F\xBD\x77\x1C" } },
     { "no data", "< >", plist::data_t{} },
@@ -63,10 +59,7 @@ TEST(Plist, ReadsValues) {
     { "dictionary", "{a=b;\"c d\" = <41>;}", dictionary_t{ { "a", "b" }, { "c d", plist::data_t{ "A" } } } },
     { "last of equal keys", "{a=b;a=c;}", dictionary_t{ { "a", "c" } } },
     { "comments", "//x\n/* { */(/**/a /* **/,//)\nb)//", array_t{ "a", "b" } },
-    { "byte order mark",
-      "\xEF\xBB\xBF"
-      "a",
-      "a" },
+    { "byte order mark", "\xEF\xBB\xBF" "a", "a" },
   };
   for (auto const& row : rows) {
     EXPECT_EQ(error_of(row.text), "") << row.name;

@@ -134,13 +134,8 @@ TEST(Json, PreviewsTheText) {
   } const rows[] = {
     { "white space collapsed", "\n  a \n\n\t b\n", "a b" },
     { "HTML without its tags", "Content-Type: text/html\n\n<p>a<br>b &amp; c</p>", "a b & c" },
-    { "256 characters, not bytes", "Content-Type: text/plain; charset=iso-8859-1\n\n" + std::string(300, '\xe9'),
-      [] {
-        std::string text;
-        for (int i = 0; i < 256; ++i)
-          text += "\xc3\xa9";
-        return text;
-      }() },
+    { "256 characters, not bytes", "Content-Type: text/plain; charset=iso-8859-1\n\n" + std::string(300, '\xe9'), [] {
+      std::string text; for (int i = 0; i < 256; ++i) text += "\xc3\xa9"; return text; }() },
     { "nothing to show", "Content-Type: image/png\n\nx", "" },
   };
   for (auto const& row : rows)

@@ -104,9 +104,8 @@ TEST(Text, ReadsFloodsToTheirEnd) {
     { "open comments", "show", "Content-Type: text/html\n\n" + repeated("<!-", 300000) + repeated("<!--", 300000) },
     { "closing tags in a script", "show", "Content-Type: text/html\n\n<script>" + repeated("</", 600000) },
     { "almost separators", "tree", "From a@b Mon Jan  1 10:20:30 2024\n\n" + repeated("\n\nFrom 10:20", 300000) },
-    { "equal names", "extract",
-      "Content-Type: multipart/mixed; boundary=b\n\n" +
-          repeated("\n--b\nContent-Type: a/b; name=a.txt\nContent-Disposition: attachment\n\nx", 5000) + "\n--b--\n" },
+    { "equal names", "extract", "Content-Type: multipart/mixed; boundary=b\n\n" +
+      repeated("\n--b\nContent-Type: a/b; name=a.txt\nContent-Disposition: attachment\n\nx", 5000) + "\n--b--\n" },
     { "many parts", "json",
       "Content-Type: multipart/mixed; boundary=b\n\n" + repeated("\n--b\n\nx", 9000) + "\n--b--\n" },
   };
