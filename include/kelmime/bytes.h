@@ -43,6 +43,11 @@ constexpr std::uint8_t byte_value(char c) {
   return static_cast<std::uint8_t>(c);
 }
 
+// Whether a byte is none of ASCII.
+constexpr bool is_high(char c) {
+  return byte_value(c) >= 0x80;
+}
+
 // The container behind an inserter: whoever writes many bytes appends them in blocks.
 template <typename Container>
 Container& container_of(std::back_insert_iterator<Container> out) {

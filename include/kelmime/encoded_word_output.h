@@ -19,9 +19,10 @@ KELMIME_EXPORT std::string utf8_to_encoded_ascii(char const* first, char const* 
 template <byte_inserter Out>
 KELMIME_EXPORT Out encode_words(char const* first, char const* last, Out out);
 
-// Appends the range with only those words encoded that hold 8-bit bytes; spaces and double quotes separate words. Words
-// to be encoded that follow each other are encoded together with the separators between them, since a reader drops
-// white space between encoded words; all other separators stay as they are.
+// Appends the range with only those words encoded that hold 8-bit bytes or in which something begins that a reader would
+// take for an encoded word; spaces and double quotes separate words. Words to be encoded that follow each other are
+// encoded together with the separators between them, since a reader drops white space between encoded words; all other
+// separators stay as they are.
 template <byte_inserter Out>
 KELMIME_EXPORT Out encode_single_words(char const* first, char const* last, Out out);
 

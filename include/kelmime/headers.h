@@ -46,6 +46,7 @@ struct header_pair_t {
 //   #date-received   UTC; the newest readable "Received" below the last "Return-Path". A message that has no
 //                    "Return-Path" was never delivered and uses its "Date", unless the preference
 //                    PwDisableReturnPathCheck is set
+// They are made from this block alone: a "#date" that the container held before keeps no "Received" from being used.
 //
 // Nothing makes it fail. Deviations are recorded in `errors`, those of a header with "header" and its name as typed:
 // lines that are no headers (they are skipped), headers whose names are reserved to the library (they begin with "#",
@@ -64,6 +65,10 @@ KELMIME_EXPORT char const* parse_headers(char const* begin, char const* end, std
 // they are decoded, so that a character split between them is read whole; white space between encoded words is
 // dropped (RFC 2047, section 6.2). Folding stays, see cleanup_header_body. Text that is no valid encoded word is kept
 // as it stands.
+//
+// `charset` holds for the text before the first "=" and behind the last encoded word; to 8-bit bytes between them only
+// the guess applies. A value with an escape character and without encoded words is converted whole, since it is
+// probably raw ISO-2022-JP, where "=" is an ordinary byte of kanji.
 KELMIME_EXPORT std::back_insert_iterator<std::string> decode_header_line(
     char const* begin, char const* end, std::back_insert_iterator<std::string> out, mime_errors_handler_t* errors,
     std::string const& charset, std::function<std::string()> const& guess_charset);
@@ -76,8 +81,9 @@ std::back_insert_iterator<std::string> decode_header_line(In begin, In end, std:
 }
 
 // The text of one header line, "Message-ID: <a@b>", neither folded nor ended. The name gets its usual capitals. With
-// `encode` the value is made ASCII: domains of "to", "cc", "bcc" and "from" take their ACE form, elsewhere the words
-// with 8-bit bytes become encoded words, and a whole subject does if the preference PwEncodeFullSubjectLines is set.
+// `encode`, domains of "to", "cc", "bcc" and "from" take their ACE form, and nothing else changes there: 8-bit bytes of
+// names stay. All other values become ASCII, see encode_single_words; a subject with 8-bit bytes is encoded as a whole
+// if the preference PwEncodeFullSubjectLines is set.
 // An empty name and one that begins with "#" end the process: the library's own headers must never reach output.
 KELMIME_EXPORT std::string construct_header_line(std::string const& name, std::string const& value, bool encode);
 

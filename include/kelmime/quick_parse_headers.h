@@ -20,11 +20,12 @@ namespace kel {
 //
 // "received" is stored as the date of its last part, in UTC ("yyyy-MM-dd HH:mm:ss"), of the first such header that has
 // one, and only before a wanted "date". Values of "content-..." headers are unfolded only; those wanted add keys:
-//   content-type                "#type" and "#subtype" (lower case; "text" and "plain" without a readable value),
+//   content-type                "#type" and "#subtype" (lower case; "text" and "plain", each where it is missing),
 //                               "#charset" (lower case; "us-ascii" unless a text says otherwise), "#boundary" (empty
 //                               unless a multipart has one)
 //   content-transfer-encoding   "#encoding" (lower case; "7bit" when empty or missing)
 //   content-disposition         "#disposition" (lower case; "inline" when empty or missing)
+// Comments are no part of these words.
 KELMIME_EXPORT std::map<std::string, std::string, std::less<>> quick_parse_headers(
     char const*& cursor, char const* end, std::set<std::string, std::less<>> const& wanted);
 

@@ -68,7 +68,8 @@ public:
   std::tm get_time();
 
 private:
-  bool skip_comments();
+  void skip_comments();
+  bool parse_optional_time();
   bool parse_day_month_year();
   bool parse_month_day_year();
   bool parse_zone_name();

@@ -6,6 +6,7 @@
 
 #include <base/fatal.h>
 #include <header/address_header.h>
+#include <kel/ascii.h>
 #include <kel/preferences.h>
 #include <kel/text.h>
 #include <kelmime/encoded_word_output.h>
@@ -18,7 +19,7 @@ namespace {
 std::string printed_name(std::string const& name) {
   constexpr std::array<std::string_view, 4> spellings = { "Message-ID", "Content-ID", "MIME-Version", "Inlined-HTML" };
   for (std::string_view const spelling : spellings) {
-    if (text::lowercase(spelling) == name)
+    if (ascii::iequals(spelling, name))
       return std::string(spelling);
   }
   return title_case(name);
@@ -30,10 +31,9 @@ bool encodes_full_subject_lines() {
 }
 
 void append_encoded(std::string_view name, std::string const& value, std::string& line) {
-  auto const holds_high_byte = [&] { return std::ranges::any_of(value, [](char c) { return byte_value(c) >= 0x80; }); };
   if (is_address_header(name))
     line += idn::header_domains_to_ascii(value);
-  else if (name == "subject" && encodes_full_subject_lines() && holds_high_byte())
+  else if (name == "subject" && encodes_full_subject_lines() && std::ranges::any_of(value, is_high))
     encode_words(value.begin(), value.end(), std::back_inserter(line));
   else
     encode_single_words(value.begin(), value.end(), std::back_inserter(line));

@@ -1,5 +1,8 @@
 // Values to UTF-8. The text around encoded words is converted piece by piece, each with its own answer to the question
 // what its 8-bit bytes mean: senders that write raw bytes beside encoded words rarely write both in one charset.
+//
+// The pieces end at a "=", which is a byte like others in a value of raw ISO-2022-JP text: one with an escape character
+// and without encoded words is converted whole.
 #include <kelmime/headers.h>
 
 #include <algorithm>
@@ -11,6 +14,7 @@
 #include <kelmime/charset.h>
 #include <kelmime/decoding.h>
 #include <kelmime/encoded_word.h>
+#include <kelmime/hex.h>
 
 namespace kel {
 
@@ -21,14 +25,15 @@ bool holds_two_words(std::string_view value) {
   return first != value.npos && value.find("=?", first + 2) != value.npos;
 }
 
-bool is_hex_digit(char c) {
-  return ascii::is_digit(c) || (ascii::to_lower(c) >= 'a' && ascii::to_lower(c) <= 'f');
+bool may_be_raw_japanese(char const* begin, char const* end) {
+  constexpr char escape = 27;
+  return find_byte(begin, end, escape) != end && !find_encoded_word(begin, end).start;
 }
 
 // Of the characters that an encoded word can hold, only a "=" without two digits has no meaning.
 bool holds_illegal_character(std::string_view text) {
   for (std::size_t at = text.find('='); at != text.npos; at = text.find('=', at + 1)) {
-    if (text.size() - at < 3 || !is_hex_digit(text[at + 1]) || !is_hex_digit(text[at + 2]))
+    if (text.size() - at < 3 || hex_to_int(text[at + 1]) < 0 || hex_to_int(text[at + 2]) < 0)
       return true;
   }
   return false;
@@ -71,7 +76,7 @@ std::back_insert_iterator<std::string> decode_header_line(char const* begin, cha
     end = begin + joined.size();
   }
 
-  char const* cursor = find_byte(begin, end, '=');
+  char const* cursor = may_be_raw_japanese(begin, end) ? end : find_byte(begin, end, '=');
   convert_from(charset, begin, cursor);
   bool is_behind_word = false;
   for (encoded_word_t word; (word = find_encoded_word(cursor, end, errors)).start; cursor = word.end) {

@@ -23,7 +23,7 @@ void drop_single_quotes(std::string& charset, mime_errors_handler_t* errors) {
 // The word that begins with the "=?" at `start`; one with a null start if there is none.
 encoded_word_t word_at(char const* start, char const* last, mime_errors_handler_t* errors) {
   char const* const charset = start + 2;
-  char const* const charset_end = std::find_if(charset, last, [](char c) { return c == '?' || byte_value(c) >= 0x80; });
+  char const* const charset_end = std::find_if(charset, last, [](char c) { return c == '?' || is_high(c); });
   if (charset_end == last || *charset_end != '?' || charset_end == charset)
     return {};
 

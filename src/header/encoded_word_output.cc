@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <kel/ascii.h>
+#include <kelmime/encoded_word.h>
 #include <kelmime/encoding.h>
 #include <kelmime/hex.h>
 #include <kelmime/transfer_encoding_choice.h>
@@ -10,10 +11,6 @@
 namespace kel {
 
 namespace {
-
-constexpr bool is_high(char c) {
-  return byte_value(c) >= 0x80;
-}
 
 constexpr bool is_continuation_byte(char c) {
   return (byte_value(c) & 0xC0) == 0x80;
@@ -29,7 +26,8 @@ constexpr bool is_written_as_is(char c) {
 
 template <byte_inserter Out>
 void append(Out out, std::string_view bytes) {
-  std::ranges::copy(bytes, out);
+  auto& container = container_of(out);
+  container.insert(container.end(), bytes.begin(), bytes.end());
 }
 
 // At most `limit` bytes, cut between two characters. Bytes that are no UTF-8 are cut anywhere.
@@ -42,53 +40,56 @@ char const* end_of_base64_word(char const* first, char const* last, std::size_t 
   return cut == first ? first + limit : cut;
 }
 
+char const* charset_of(char const* first, char const* last) {
+  return std::any_of(first, last, is_high) ? "utf-8" : "us-ascii";
+}
+
+// Finds what cannot be written as it stands: 8-bit bytes, and what a reader would take for an encoded word.
+class trouble_finder_t {
+public:
+  trouble_finder_t(char const* first, char const* last)
+      : _last(last), _high(find_high(first)), _encoded_word(find_opening(first)) {}
+
+  // The next place, or the end. The positions asked for must ascend: each byte is looked at once or twice in all.
+  char const* next(char const* position) {
+    if (_high < position)
+      _high = find_high(position);
+    if (_encoded_word < position)
+      _encoded_word = find_opening(position);
+    return std::min(_high, _encoded_word);
+  }
+
+private:
+  char const* find_high(char const* position) const { return std::find_if(position, _last, is_high); }
+
+  char const* find_opening(char const* position) const {
+    char const* const start = find_encoded_word(position, _last).start;
+    return start ? start : _last;
+  }
+
+  char const* _last;
+  char const* _high;
+  char const* _encoded_word;
+};
+
 // Behind the last of the words that begin at `first`, where one that needs encoding begins, and all need encoding. Other
 // white space than spaces is no word, since it would be lost between two encoded words.
-char const* end_of_encoded_run(char const* first, char const* last) {
+char const* end_of_encoded_run(char const* first, char const* last, trouble_finder_t& troubles) {
   char const* run_end = first;
   for (;;) {
     char const* const word =
         std::find_if_not(run_end, last, [](char c) { return is_separator(c) || ascii::is_space(c); });
     char const* const word_end = std::find_if(word, last, is_separator);
-    if (std::find_if(word, word_end, is_high) == word_end)
+    if (troubles.next(word) >= word_end)
       return run_end;
     run_end = word_end;
   }
 }
 
-}  // namespace
-
+// The range as encoded words, whatever it holds.
 template <byte_inserter Out>
-std::string utf8_to_encoded_ascii(char const* first, char const* last, Out out) {
-  append(out, { first, last });
-  return std::any_of(first, last, is_high) ? "utf-8" : "us-ascii";
-}
-
-template <byte_inserter Out>
-char const* encode_quoted_printable_segment(char const* first, char const* last, Out out, std::size_t limit) {
-  constexpr std::size_t longest_step = 3;
-  std::size_t count = 0;
-  for (; first != last && (count + longest_step <= limit || is_high(*first)); ++first) {
-    if (*first == ' ' || is_written_as_is(*first)) {
-      *out++ = *first == ' ' ? '_' : *first;
-      ++count;
-    } else {
-      *out++ = '=';
-      out = text::int_to_hex(byte_value(*first), out, 2);
-      count += longest_step;
-    }
-  }
-  return first;
-}
-
-template <byte_inserter Out>
-Out encode_words(char const* first, char const* last, Out out) {
-  std::string text;
-  std::string const charset = utf8_to_encoded_ascii(first, last, std::back_inserter(text));
-  if (charset == "us-ascii") {
-    append(out, text);
-    return out;
-  }
+void append_encoded(char const* first, char const* last, Out out) {
+  std::string_view const charset = charset_of(first, last);
   bool const is_base64 = which_mime_encoding(first, last) == "base64";
   std::string opening = "=?";
   opening.append(charset).append(is_base64 ? "?b?" : "?q?");
@@ -105,19 +106,52 @@ Out encode_words(char const* first, char const* last, Out out) {
     }
     append(out, "?=");
   }
+}
+
+}  // namespace
+
+template <byte_inserter Out>
+std::string utf8_to_encoded_ascii(char const* first, char const* last, Out out) {
+  append(out, { first, last });
+  return charset_of(first, last);
+}
+
+template <byte_inserter Out>
+char const* encode_quoted_printable_segment(char const* first, char const* last, Out out, std::size_t limit) {
+  constexpr std::size_t longest_step = 3;
+  std::string word;
+  for (; first != last && (word.size() + longest_step <= limit || is_high(*first)); ++first) {
+    if (*first == ' ' || is_written_as_is(*first)) {
+      word += *first == ' ' ? '_' : *first;
+    } else {
+      word += '=';
+      text::int_to_hex(byte_value(*first), std::back_inserter(word), 2);
+    }
+  }
+  append(out, word);
+  return first;
+}
+
+template <byte_inserter Out>
+Out encode_words(char const* first, char const* last, Out out) {
+  if (std::any_of(first, last, is_high))
+    append_encoded(first, last, out);
+  else
+    append(out, { first, last });
   return out;
 }
 
 template <byte_inserter Out>
 Out encode_single_words(char const* first, char const* last, Out out) {
+  trouble_finder_t troubles(first, last);
   while (first != last) {
-    char const* const high = std::find_if(first, last, is_high);
-    char const* word = high;
-    while (high != last && word != first && !is_separator(word[-1]))
+    char const* const trouble = troubles.next(first);
+    char const* word = trouble;
+    while (trouble != last && word != first && !is_separator(word[-1]))
       --word;
     append(out, { first, word });
-    first = end_of_encoded_run(word, last);
-    encode_words(word, first, out);
+    first = end_of_encoded_run(word, last, troubles);
+    append_encoded(word, first, out);
   }
   return out;
 }

@@ -17,9 +17,12 @@ std::string_view view_of(header_string_t const& body) {
 
 // Where a header line may be folded, as ascending offsets: behind its elements, but not so that a line of blanks remains.
 std::vector<std::size_t> places_to_fold(std::string_view line) {
-  std::size_t const value = std::min(line.find(':'), line.size() - 1) + 1;
+  std::size_t const colon = line.find(':');
+  if (colon == line.npos)
+    return {};
+  std::size_t const value = colon + 1;
   field_parser_t const* parser =
-      field_parsers_init::field_parser_for_field_path({ text::lowercase(line.substr(0, value - 1)), "split" });
+      field_parsers_init::field_parser_for_field_path({ text::lowercase(line.substr(0, colon)), "split" });
   if (!parser)
     parser = field_parsers_init::field_parser_for_string("#any-header.split");
   std::vector<std::size_t> places = parser ? parser->element_ends(line.substr(value)) : std::vector<std::size_t>();
@@ -38,8 +41,9 @@ public:
   void add(std::string_view piece) {
     if (_column != 0 && _column + piece.size() > _soft)
       fold_before(piece);
+    std::size_t const blanks_at_end = piece.size() - (piece.find_last_not_of(" \t") + 1);
     while (_column + piece.size() > _hard) {
-      std::size_t const cut = last_blank(piece);
+      std::size_t const cut = last_blank(piece.substr(0, piece.size() - blanks_at_end));
       if (cut == piece.npos)
         break;
       append(piece.substr(0, cut));
@@ -50,15 +54,13 @@ public:
   }
 
 private:
-  // The last blank up to which the piece fits, or the first one behind, that has text on both of its sides.
-  std::size_t last_blank(std::string_view piece) const {
-    std::size_t const text = piece.find_first_not_of(" \t");
-    std::size_t const end = piece.find_last_not_of(" \t");
+  // The last blank up to which the text fits, or else the first one behind, that stands between two words. The text ends
+  // with a word.
+  std::size_t last_blank(std::string_view text) const {
+    std::size_t const first_word = std::min(text.find_first_not_of(" \t"), text.size());
     std::size_t const room = _hard - std::min(_hard, _column);
-    std::size_t cut = piece.find_last_of(" \t", room);
-    if (cut == piece.npos || text == piece.npos || cut <= text)
-      cut = piece.find_first_of(" \t", std::max(text, room));
-    return cut == piece.npos || cut > end ? piece.npos : cut;
+    std::size_t const cut = text.find_last_of(" \t", room);
+    return cut != text.npos && cut > first_word ? cut : text.find_first_of(" \t", std::max(first_word, room));
   }
 
   void fold_before(std::string_view piece) {
@@ -126,7 +128,7 @@ template <byte_inserter Out>
 Out wrap(char const* first, char const* last, Out out, std::size_t soft, std::size_t hard) {
   std::string_view const line(first, static_cast<std::size_t>(last - first));
   auto& container = container_of(out);
-  if (line.size() < std::min(soft, hard + 1) || line.empty()) {
+  if (line.empty() || (line.size() < soft && line.size() <= hard)) {
     container.insert(container.end(), first, last);
     return out;
   }

@@ -19,15 +19,8 @@ namespace {
 constexpr std::string_view ace_prefix = "xn--";
 constexpr std::size_t longest_domain = 255;
 
-// More labels than any list of people has; a conversion costs thousands of times what its bytes cost otherwise.
-constexpr std::size_t most_conversions = 10'000;
-
 constexpr bool is_domain_byte(char c) {
-  return ascii::is_alnum(c) || c == '-' || c == '.' || c == '_' || byte_value(c) >= 0x80;
-}
-
-constexpr bool is_high(char c) {
-  return byte_value(c) >= 0x80;
+  return ascii::is_alnum(c) || c == '-' || c == '.' || c == '_' || is_high(c);
 }
 
 bool is_ace(std::string_view label) {
@@ -147,14 +140,13 @@ private:
 
   void append_label(std::string_view label, bool may_convert, std::string& out) {
     std::optional<std::string> converted;
-    if (may_convert && _is_wanted(label) && _conversions++ < most_conversions)
+    if (may_convert && _is_wanted(label))
       converted = _convert(std::string(label));
     out += converted ? std::string_view(*converted) : label;
   }
 
   is_wanted_t _is_wanted;
   convert_t _convert;
-  std::size_t _conversions = 0;
 };
 
 bool holds_ace_label(std::string_view domain) {

@@ -79,21 +79,24 @@ std::string stored_value(found_headers_t const& found, std::string_view name) {
   return stored == found.end() ? std::string() : stored->second;
 }
 
-std::string lower_word(std::string_view text) {
-  return text::lowercase(text::trim(text));
+// What stands before the parameters.
+std::string without_parameters(std::string const& value) {
+  std::string const item = strip_comments(value);
+  return item.substr(0, item.find(';'));
+}
+
+std::string lower_word(std::string_view text, std::string_view fallback) {
+  std::string const word = text::lowercase(text::trim(text));
+  return word.empty() ? std::string(fallback) : word;
 }
 
 void add_content_type(found_headers_t& found) {
   std::string const value = stored_value(found, "content-type");
-  std::size_t const parameters = std::min(value.find(';'), value.size());
-  std::size_t const slash = std::min(value.find('/'), parameters);
-  std::string type = lower_word(value.substr(0, slash));
-  std::string subtype = lower_word(value.substr(slash, parameters - slash).erase(0, 1));
-  if (type.empty() || subtype.empty()) {
-    type = "text";
-    subtype = "plain";
-  }
-  char const* const begin = value.data() + parameters;
+  std::string const media_type = without_parameters(value);
+  std::size_t const slash = std::min(media_type.find('/'), media_type.size());
+  std::string type = lower_word(media_type.substr(0, slash), "text");
+  std::string subtype = lower_word(media_type.substr(slash).erase(0, 1), "plain");
+  char const* const begin = value.data() + std::min(value.find(';'), value.size());
   char const* const end = value.data() + value.size();
   std::string boundary, charset = "us-ascii", declared_charset;
   if (type == "multipart")
@@ -104,11 +107,6 @@ void add_content_type(found_headers_t& found) {
   found.insert_or_assign("#subtype", std::move(subtype));
   found.insert_or_assign("#charset", std::move(charset));
   found.insert_or_assign("#boundary", std::move(boundary));
-}
-
-void add_word(found_headers_t& found, std::string key, std::string_view value, std::string_view fallback) {
-  std::string const word = lower_word(value);
-  found.insert_or_assign(std::move(key), word.empty() ? std::string(fallback) : word);
 }
 
 void skip_white_space(char const*& cursor, char const* end) {
@@ -151,10 +149,11 @@ std::map<std::string, std::string, std::less<>> quick_parse_headers(char const*&
   if (wanted.contains("content-type"))
     add_content_type(found);
   if (wanted.contains("content-transfer-encoding"))
-    add_word(found, "#encoding", stored_value(found, "content-transfer-encoding"), "7bit");
+    found.insert_or_assign("#encoding",
+                           lower_word(strip_comments(stored_value(found, "content-transfer-encoding")), "7bit"));
   if (wanted.contains("content-disposition")) {
-    std::string const value = stored_value(found, "content-disposition");
-    add_word(found, "#disposition", value.substr(0, value.find(';')), "inline");
+    std::string const disposition = without_parameters(stored_value(found, "content-disposition"));
+    found.insert_or_assign("#disposition", lower_word(disposition, "inline"));
   }
   return found;
 }

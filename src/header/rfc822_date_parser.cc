@@ -203,11 +203,9 @@ bool rfc822_date_parser_t::skip_single_comment() {
   return false;
 }
 
-bool rfc822_date_parser_t::skip_comments() {
-  bool has_skipped = false;
-  while (skip_single_comment())
-    has_skipped = true;
-  return has_skipped;
+void rfc822_date_parser_t::skip_comments() {
+  while (skip_single_comment()) {
+  }
 }
 
 // --- The date -------------------------------------------------------------------------------------------------------
@@ -216,19 +214,21 @@ bool rfc822_date_parser_t::parse() {
   char const* const begin = _cursor;
   if (parse_day_of_week() && !parse_char(","))
     _cursor = begin;
-  if (!parse_date())
-    return false;
-
-  bool const has_blank = skip_fws();
-  _zone = 0;
-  _time.tm_sec = _time.tm_min = _time.tm_hour = 0;
-  if (_cursor != _end && (!has_blank || !parse_time())) {
+  if (!parse_date() || !parse_optional_time()) {
     _cursor = begin;
     return false;
   }
   skip_comments();
   _valid = true;
   return true;
+}
+
+// Nothing more, or blanks and a time. On failure the cursor stays where it is.
+bool rfc822_date_parser_t::parse_optional_time() {
+  bool const has_blank = skip_fws();
+  _zone = 0;
+  _time.tm_sec = _time.tm_min = _time.tm_hour = 0;
+  return _cursor == _end || (has_blank && parse_time());
 }
 
 bool rfc822_date_parser_t::parse_day_of_week() {
@@ -334,7 +334,8 @@ bool rfc822_date_parser_t::parse_time() {
   return false;
 }
 
-// A minute or a second that is none leaves its ":" behind, which is no zone and so ends the date in parse_time.
+// A ":" that no minute follows is skipped. A minute or a second that is out of range leaves its ":" behind, which is no
+// zone and so ends the date in parse_time.
 bool rfc822_date_parser_t::parse_time_of_day() {
   char const* const begin = _cursor;
   skip_comments();
@@ -346,7 +347,9 @@ bool rfc822_date_parser_t::parse_time_of_day() {
 
   char const* before_colon = _cursor;
   int minute = 0;
-  if (!parse_char(":") || !parse_int(minute) || minute > 59) {
+  if (!parse_char(":") || !parse_int(minute))
+    return true;
+  if (minute > 59) {
     _cursor = before_colon;
     return true;
   }

@@ -55,6 +55,7 @@ TEST(FindEncodedWord, TakesWhatIsOne) {
     { "=?utf-8?q?a b?=", "0-15 utf-8 q a b", {} },
     { "=?=?u?q?a?=", "2-11 u q a", {} },
     { "=?u?q?a=?u?q?b?=", "7-16 u q b", {} },
+    { "=?''?q?a?=", "0-10  q a", { quotes } },
     { "=?'?q?a?=", "", {} },
     { "=?'a b'?q?a?=", "", { quotes } },
     { "=?utf 8?q?a?=", "", {} },
@@ -150,7 +151,7 @@ TEST(EncodeWords, WritesWhatItShould) {
   EXPECT_EQ(in_words("\u00E9" + std::string(60, 'x')),
             "=?utf-8?q?=C3=A9" + std::string(45, 'x') + "?= =?utf-8?q?" + std::string(15, 'x') + "?=");
   // 53 bytes would fit, but the last one begins a character.
-  EXPECT_EQ(in_words(repeated("\u00E9", 54)), in_words(repeated("\u00E9", 52)) + " =?utf-8?b?w6k=?=");
+  EXPECT_EQ(in_words(repeated("\u00E9", 27)), in_words(repeated("\u00E9", 26)) + " =?utf-8?b?w6k=?=");
 }
 
 TEST(EncodeSingleWords, EncodesOnlyWhatNeedsIt) {
@@ -162,6 +163,11 @@ TEST(EncodeSingleWords, EncodesOnlyWhatNeedsIt) {
     { "a \u00FC b", "a =?utf-8?q?=C3=BC?= b" },
     { "xyz\u00FC  \u00FCxyzxyzxyzxyzxyzxyzxyzxyz \"a\"",
       "=?utf-8?q?xyz=C3=BC__=C3=BCxyzxyzxyzxyzxyzxyzxyzxyz?= \"a\"" },
+    { "a =?u?q?b?= c", "a =?us-ascii?q?=3D=3Fu=3Fq=3Fb=3F=3D?= c" },
+    { "a=?u?q?b?= \u00FC", "=?utf-8?q?a=3D=3Fu=3Fq=3Fb=3F=3D_=C3=BC?=" },
+    { "=?u?q?a b?= c", "=?us-ascii?q?=3D=3Fu=3Fq=3Fa?= b?= c" },
+    { "=?u?q?a b?=?v?q?c?=", "=?us-ascii?q?=3D=3Fu=3Fq=3Fa_b=3F=3D=3Fv=3Fq=3Fc=3F=3D?=" },
+    { "=?utf 8?q?a?= =?", "=?utf 8?q?a?= =?" },
     { "\"\u00FC\" a \u00FC ", "\"=?utf-8?q?=C3=BC?=\" a =?utf-8?q?=C3=BC?= " },
   };
   for (auto const& row : rows)
@@ -169,16 +175,18 @@ TEST(EncodeSingleWords, EncodesOnlyWhatNeedsIt) {
 }
 
 TEST(EncodeWords, WhatIsEncodedDecodesToItself) {
-  std::string const letters[] = { "a", " ", "\"", "\u00FC", "=", "\t", "_", "\u20AC" };
+  std::string const letters[] = { "a", " ", "\"", "\u00FC", "=", "\t", "_", "\u20AC", "=?u?q?a?=" };
   std::vector<std::string> texts = { "" };
-  for (std::size_t i = 0; i < texts.size() && i < 585; ++i) {
+  for (std::size_t i = 0; i < texts.size() && i < 820; ++i) {
     for (std::string const& letter : letters)
       texts.push_back(texts[i] + letter);
   }
   for (std::string const& start : texts) {
-    for (std::string const& text : { start, "\u00E9" + repeated(start + "x", 100) }) {
-      ASSERT_EQ(decoded(in_words(text)), text);
+    for (std::string const& text : { start, "\u00E9" + repeated(start + "x", 25) }) {
       ASSERT_EQ(decoded(in_single_words(text)), text);
+      if (text.find("=?") == text.npos) {
+        ASSERT_EQ(decoded(in_words(text)), text);
+      }
     }
   }
 }
@@ -186,7 +194,18 @@ TEST(EncodeWords, WhatIsEncodedDecodesToItself) {
 TEST(EncodeWords, BytesThatAreNoTextCostNoEndlessLoop) {
   std::string const bytes = repeated("\x80", 500);
   EXPECT_EQ(in_words(bytes).substr(0, 10), "=?utf-8?b?");
-  EXPECT_TRUE(is_done_in_time([] { in_single_words(repeated("\x80 a \x80 b", 1 << 20)); }));
+}
+
+TEST(EncodeSingleWords, LongValuesAreEncodedToTheirEnd) {
+  constexpr std::size_t n = 50'000;
+  std::pair<char const*, char const*> const rows[] = {
+    { "\x80 a ", "=?utf-8?q?=80?= a " },
+    { "=?u?q?a b?= ", "=?us-ascii?q?=3D=3Fu=3Fq=3Fa?= b?= " },
+    { "=?u?q?a ", "=?u?q?a " },
+    { "=?", "=?" },
+  };
+  for (auto const& [piece, expected] : rows)
+    EXPECT_EQ(in_single_words(repeated(piece, n)), repeated(expected, n)) << piece;
 }
 
 TEST(WhichMimeEncoding, WeighsProblems) {
@@ -210,19 +229,19 @@ TEST(WhichMimeEncoding, WeighsProblems) {
     { "no separator", "x-- \n", ignore_signature_blanks, "quoted-printable" },
     { "79 bytes", long_line.substr(1) + "\n", none, "7bit" },
     { "80 bytes", long_line + "\n", none, "quoted-printable" },
-    { "blanks do not count", repeated("x    ", 300) + "x\n", none, "7bit" },
+    { "blanks do not count", repeated("x    ", 60) + "x\n", none, "7bit" },
     { "last line is not measured", long_line, none, "7bit" },
     { "control bytes", "\x01\x02\x03\x7F", none, "base64" },
     { "a carriage return", "abc\r\n", none, "quoted-printable" },
     { "8-bit", "\xC3\xA9\n", none, "quoted-printable" },
     { "8-bit, allowed", "\xC3\xA9\n", allow_8bit, "8bit" },
     { "8-bit, allowed, with a problem", "\xC3\xA9 \n", allow_8bit, "quoted-printable" },
-    { "half of 100 bytes", repeated("x\xE9", 100), none, "base64" },
-    { "half of 100 bytes, allowed", repeated("x\xE9", 100), allow_8bit, "8bit" },
-    { "one in eight", repeated("xxxxxxx\xE9", 800), none, "base64" },
-    { "one in nine", repeated("xxxxxxxx\xE9", 900), none, "quoted-printable" },
-    { "stops behind 1000 bytes", "\x01\n" + repeated("x\n", 1000) + repeated("\x01", 5000), none, "quoted-printable" },
-    { "does not stop without a problem", repeated("x\n", 1002) + repeated("\x01", 5000), none, "base64" },
+    { "half of 100 bytes", repeated("x\xE9", 50), none, "base64" },
+    { "half of 100 bytes, allowed", repeated("x\xE9", 50), allow_8bit, "8bit" },
+    { "one in eight", repeated("xxxxxxx\xE9", 100), none, "base64" },
+    { "one in nine", repeated("xxxxxxxx\xE9", 100), none, "quoted-printable" },
+    { "stops behind 1000 bytes", "\x01\n" + repeated("x\n", 500) + repeated("\x01", 5000), none, "quoted-printable" },
+    { "does not stop without a problem", repeated("x\n", 501) + repeated("\x01", 5000), none, "base64" },
   };
   for (auto const& row : rows) {
     exact_copy_t const bytes(row.bytes);

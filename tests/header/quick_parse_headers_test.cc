@@ -52,6 +52,17 @@ TEST(QuickParseHeaders, TakesWhatIsWanted) {
       { "content-type" },
       "#boundary=x;\"y; #charset=us-ascii; #subtype=mixed; #type=multipart; content-type= Multipart/Mixed; a=b; "
       "boundary=\"x;\\\"y\"|" },
+    { "multipart without a subtype",
+      "Content-Type: multipart; boundary=x\n\n",
+      { "content-type" },
+      "#boundary=x; #charset=us-ascii; #subtype=plain; #type=multipart; content-type=multipart; boundary=x|" },
+    { "comments",
+      "Content-Type: (a/b) text/html (c;d) ; charset=utf-8\n"
+      "Content-Transfer-Encoding: base64 (x)\nContent-Disposition: (;) attachment\n\n",
+      { "content-type", "content-transfer-encoding", "content-disposition" },
+      "#boundary=; #charset=utf-8; #disposition=attachment; #encoding=base64; #subtype=html; #type=text; "
+      "content-disposition=(;) attachment; content-transfer-encoding=base64 (x); "
+      "content-type=(a/b) text/html (c;d) ; charset=utf-8|" },
     { "charset",
       "Content-Type: text/html; CHARSET=UTF-8 \n\n",
       { "content-type" },
@@ -105,11 +116,16 @@ TEST(ParseParameter, FindsOneAmongMany) {
   EXPECT_FALSE(parse_quoted_string(not_quoted.data(), not_quoted.data() + 1, value));
 }
 
-TEST(QuickParseHeaders, HostileBlocksAreReadInTime) {
-  for (std::string_view const piece : { "A:\n", "x", "a: =?u?q?a?=\n", ";", "content-type: a;", "received: ;((\n" }) {
-    std::string const text = repeated(piece, 1 << 20);
-    EXPECT_TRUE(is_done_in_time([&] { scanned(text, { "a", "received", "content-type" }); })) << piece;
-    EXPECT_TRUE(is_done_in_time([&] { scanned("content-type: multipart/x" + text, { "content-type" }); })) << piece;
+TEST(QuickParseHeaders, HostileBlocksAreRead) {
+  constexpr std::size_t n = 90'000;
+  EXPECT_EQ(scanned(repeated("A:\n", n) + "\nx", { "a" }), "a=|x");
+  EXPECT_EQ(scanned(repeated("x", n), { "x" }), "|");
+  EXPECT_EQ(scanned(repeated("a: =?utf-8?q?a?=\n", n), { "a" }), "a=a|");
+  EXPECT_EQ(scanned(repeated("received: ;((\n", n), { "received" }), "|");
+  for (std::string_view const piece : { ";", "; a", "; a=b", "; a=\"\"", "; boundary", "(", "; (", "=", "x ;" }) {
+    std::string const found =
+        scanned("content-type: multipart/x ;" + repeated(piece, n) + "; boundary=b\n", { "content-type" });
+    EXPECT_TRUE(found.starts_with("#boundary=b; #charset=us-ascii; #subtype=x; #type=multipart; ")) << piece;
   }
 }
 

@@ -2,30 +2,17 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include <helpers/exact_copy.h>
+#include <helpers/repeated.h>
 #include <kelmime/headers.h>
 #include <kelmime/mime_errors_handler.h>
 
 namespace kel::test {
-
-// A text in a heap block of just its size, so that a sanitizer sees the first byte too far.
-class exact_copy_t {
-public:
-  explicit exact_copy_t(std::string_view text) : _bytes(new char[text.size()]), _size(text.size()) {
-    std::ranges::copy(text, _bytes.get());
-  }
-  char const* begin() const { return _bytes.get(); }
-  char const* end() const { return _bytes.get() + _size; }
-
-private:
-  std::unique_ptr<char[]> _bytes;
-  std::size_t _size;
-};
 
 using texts_t = std::vector<std::string>;
 
@@ -57,30 +44,13 @@ struct block_t {
   }
 };
 
-inline std::unique_ptr<block_t> read_block(std::string_view text, std::string const& charset = "") {
+inline std::unique_ptr<block_t> read_block(std::string_view text, std::string const& charset = "",
+                                           std::string const& guess = "") {
   auto block = std::make_unique<block_t>();
   exact_copy_t const bytes(text);
-  auto const no_guess = [] { return std::string(); };
-  char const* const body = parse_headers(bytes.begin(), bytes.end(), block->pairs, block->errors, charset, no_guess);
+  char const* const body = parse_headers(bytes.begin(), bytes.end(), block->pairs, block->errors, charset, [&] { return guess; });
   block->body = static_cast<std::size_t>(body - bytes.begin());
   return block;
-}
-
-inline std::string repeated(std::string_view piece, std::size_t bytes) {
-  std::string text;
-  for (text.reserve(bytes + piece.size()); text.size() < bytes;)
-    text += piece;
-  return text;
-}
-
-// What linear work on some megabytes never needs, and quadratic work always exceeds.
-constexpr std::chrono::seconds patience(20);
-
-template <typename Work>
-bool is_done_in_time(Work work) {
-  auto const start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::steady_clock::now() - start < patience;
 }
 
 }  // namespace kel::test
