@@ -76,6 +76,7 @@ TEST(Wrap, FoldsBetweenElements) {
 TEST(Wrap, KeepsTheHardLimitAtBlanks) {
   std::string const element = "To: \"" + std::string(30, 'a') + " " + std::string(30, 'b') + "\" <c@d>";
   EXPECT_EQ(wrapped(element, 20, 200), element);
+  EXPECT_EQ(wrapped(element, 200, std::string::npos), element);
   std::string const broken = wrapped(element, 20, 50);
   EXPECT_LE(longest_line(broken), 50U);
 

@@ -66,7 +66,8 @@ TEST(ParseHeaders, ReadsBlocksAndFindsTheirEnd) {
 
 TEST(ParseHeaders, RecordsSayWhereTheyComeFrom) {
   std::string const line(60, '-');
-  auto const block = read_block("X-Ok: 1\n" + line + "\n#Mine: a\n b\nX-A: =?'utf-8'?q?a_b c?=\nReceived: by x; <1 Jan 2024 10:00 EST\n");
+  auto const block = read_block("X-Ok: 1\n" + line +
+                                "\n#Mine: a\n b\nX-A: =?'utf-8'?q?a_b c?=\nReceived: by x; <1 Jan 2024 10:00 EST\n");
   EXPECT_EQ(listed(block->errors, "header"), (texts_t{ "-", "#Mine", "X-A", "X-A", "Received" }));
   EXPECT_EQ(listed(block->errors, "context"),
             (texts_t{ std::string(50, '-'), "#Mine: a\n b", "'utf-8'", "a_b c", "1 Jan 2024 10:00 EST" }));
