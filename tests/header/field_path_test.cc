@@ -13,9 +13,8 @@ TEST(FieldPath, TextsAndTheirComponents) {
     field_path_t expected;
   } const rows[] = {
     { "empty text", "", {} },
-    { "four components",
-      "content-type.parameter.split.boundary",
-      { "content-type", "parameter", "split", "boundary" } },
+    { "four components", "content-type.parameter.split.boundary", { "content-type", "parameter", "split", "boundary" }
+      },
     { "dot at the end adds nothing", "a.", { "a" } },
     { "dot at the beginning", ".split", { "", "split" } },
     { "two dots", "a..b", { "a", "", "b" } },
