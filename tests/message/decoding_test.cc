@@ -254,6 +254,13 @@ TEST(DecodeTextBodies, VisitsWhatIsShownInline) {
   decode_text_bodies(*message);
   set_html_rendering({});
   EXPECT_EQ(calls, "canonicalize <p>\ncompare text plain\ncanonicalize <b>\n");
+
+  body_part_t& alternative = message->subpart(0);
+  EXPECT_EQ(alternative.subpart(1).equivalent_plain_text_alternative(), &alternative.subpart(0));
+  EXPECT_EQ(alternative.subpart(0).equivalent_plain_text_alternative(), nullptr);
+  EXPECT_EQ(message->subpart(2).equivalent_plain_text_alternative(), nullptr) << "not among alternatives";
+  EXPECT_TRUE(alternative.uses_html_header() && message->subpart(2).uses_html_header());
+  EXPECT_FALSE(message->uses_html_header()) << "a mixed message is not looked into";
 }
 
 }  // namespace
