@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include <kelmime/bytes.h>
 #include <kelmime/export.h>
@@ -30,6 +31,12 @@ constexpr bool has_option(encoding_options set, encoding_options wanted) {
 // encoding.
 KELMIME_EXPORT std::string const& which_mime_encoding(char const* first, char const* last,
                                                       encoding_options options = encoding_options::none);
+
+// The same for a body of a MIME type (lower case). Images, audio, video and applications are base64 (but OpenPGP parts are
+// text), messages are 7bit or 8bit, since they must not be encoded, and everything else goes by its bytes with 8-bit output
+// allowed.
+KELMIME_EXPORT std::string const& which_mime_encoding(char const* first, char const* last, std::string_view type,
+                                                      std::string_view subtype, encoding_options options);
 
 template <byte_iterator In>
 std::string const& which_mime_encoding(In first, In last, encoding_options options = encoding_options::none) {
