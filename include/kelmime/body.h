@@ -27,6 +27,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <functional>
+#include <iterator>
 #include <list>
 #include <map>
 #include <memory>
@@ -83,6 +84,9 @@ KELMIME_EXPORT void set_html_rendering(html_rendering_t rendering);
 
 using environment_value_t = std::variant<std::string, long, bool>;
 
+// Where a written message goes: appended to a byte vector.
+using message_inserter_t = std::back_insert_iterator<std::vector<char>>;
+
 class KELMIME_EXPORT body_part_t {
 public:
   using headers_t = std::multimap<std::string, std::string>;
@@ -121,7 +125,8 @@ public:
 
   // Replaces all values of a header. Names are lower-case. `unset_string` or an empty value removes it (except "#flags",
   // "#imap-keywords" and "##tags", which are kept when empty). A part that was not unfolded is unfolded first; then its
-  // raw bytes are dropped, unless the name begins with "#" or "resent-", since they no longer describe the part.
+  // raw bytes are dropped, unless the name begins with "#" or "resent-", since they no longer describe the part. Its body
+  // is still written as it was read, for as long as the headers that tell how to read it stay.
   void set_header(std::string const& name, std::string const& value);
 
   // Adds one more value without touching the others or the change state.
@@ -188,6 +193,165 @@ public:
   char const* decoded_end();
   std::string_view decoded_body();
 
+  // --- Editing: parts in and out, what changed --------------------------------------------- body_editing.cc
+  //
+  // Every edit of the structure drops the raw bytes of the edited part, so that it is written anew; where it is said,
+  // they are kept. Identifiers are the application's, see `set_id`.
+
+  // Inserts a new child before the child `index`; the child count appends, more aborts. With a body (`begin` is not null)
+  // it is filled by `set_body`.
+  body_part_t& insert_subpart(std::size_t index, std::string const& type, std::string const& subtype,
+                              std::string const& parameters, char const* begin, char const* end, bool flow);
+
+  // Appends an empty child, to be filled by `init` or by setting its content before anything is asked of it. The raw
+  // bytes are kept.
+  body_part_t& push_body_part();
+
+  // Appends a child that takes over and parses the bytes; `data` is left empty. The raw bytes are kept: a message whose
+  // decrypted content is added this way is still written as it came.
+  body_part_t& add_body_part(std::vector<char>& data);
+
+  // Removes a child; when it has an id, it is kept among the deleted ones. A multipart that is left with one child becomes
+  // that child (a multipart/encrypted the only child of that, where it has one). An index past the end aborts.
+  void delete_subpart_with_index(std::size_t index);
+
+  // The same for the child of that id. Aborts when there is none, or when a child before it has no id.
+  void delete_subpart_with_id(int id);
+
+  // Removes an attachment from a message, looking inside what is signed or encrypted. A message whose kind has no
+  // attachments aborts; ask `attachments_body_part` first.
+  void delete_attachment_with_id(int id);
+
+  // Children that were deleted under their id; both of the latter abort when there is none of that id.
+  bool has_deleted_subpart_with_id(int id) const { return _deleted_subparts.contains(id); }
+  body_part_t& deleted_subpart_with_id(int id);
+  void expunge_subpart_with_id(int id);  // for good
+  std::map<int, body_part_t>& get_deleted_subparts() { return _deleted_subparts; }
+
+  // Does nothing; kept for applications that call it.
+  void strip_subpart_with_id(int id);
+
+  // Removes all children for good.
+  void clear_subparts();
+
+  // Takes the content of another part, which may be a descendant: its body and all of its headers (the last value of each
+  // name). The content headers that this part had are removed, its children too; the first one is kept among the deleted
+  // ones when it has an id. A part without children aborts.
+  void replace_with_body_part(body_part_t& other);
+
+  // Turns this part into a text part. The children move to the deleted ones; each must have an id.
+  void replace_with_string(std::string const& text);
+
+  // Whether a header was set, and all such names: the set is handed over, and forgotten here.
+  bool did_update_header(std::string const& name) const { return _updated_headers.contains(name); }
+  void get_updated_headers(std::set<std::string>& out);
+
+  // Whether this part was changed itself. The library never forgets it.
+  bool has_changed() const { return _has_changed; }
+
+  // Whether parts of the subtree were made or deleted: parts that have no id count as made.
+  bool has_body_part_changes();
+
+  // Appends the parts of the subtree that are wanted: this one first, then its descendants in document order.
+  void filter_body_parts(std::vector<body_part_t*>& out, std::function<bool(body_part_t&)> const& wanted);
+
+  // The part whose children, except the first one, are the attachments of the message; null when there is none. Looks
+  // into what is signed, and into what was decrypted.
+  body_part_t* attachments_body_part();
+
+  // An index past the end aborts.
+  std::size_t number_of_attachments();
+  body_part_t& attachment_at_index(std::size_t index);
+  int get_attachment_id(std::size_t index);
+
+  // --- Writing: the tree as a message --------------------------------------------------- body_generation.cc
+  //
+  // What was not changed since it was parsed is written as it came, byte for byte; the rest is written anew, a part whose
+  // headers alone were set with the body that it had. Line ends are bare line feeds; CR LF is the transport's business.
+
+  // False when writing would abort: a part to be written anew is multipart/signed or multipart/encrypted and has not
+  // exactly two children (RFC 1847). Mail from outside may be like that, so ask before writing what was edited.
+  bool can_be_written();
+
+  // Appends the part: headers, an empty line, body. A resent message gets its new resent headers in front instead of the
+  // newest ones that it had. A multipart whose content happens to hold its delimiter line gets a new boundary.
+  void generate_rfc822(message_inserter_t out);
+
+  // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone.
+  void generate_rfc822();
+
+  // The header lines without the empty line behind them: those of RFC 5322 and MIME in their usual order, then the others
+  // by name. Virtual headers are never written.
+  void generate_rfc822_headers(message_inserter_t out);
+
+  // The body with its transfer encoding. A multipart gets its preamble, no epilogue.
+  void generate_rfc822_body(message_inserter_t out);
+
+  // What a signature is made over: content-type, content-transfer-encoding and content-disposition, an empty line, the body.
+  void generate_rfc822_body_with_headers(message_inserter_t out);
+
+  // Stores a new "message-id", "resent-message-id" for a resent message, at the domain of the sender. Without `force` only
+  // a message that has no "message-id" gets one.
+  void generate_message_id(bool force);
+
+  // Dates the message for sending, in seconds since 1970-01-01 UTC, 0 for now, and gives it a new Message-ID. With 0 a
+  // date that lies in the future is an appointed one: then nothing changes.
+  void touch(long time);
+
+  // Gives a multipart the "content-transfer-encoding" that fits its children, 8bit or none, and those above it too.
+  void update_mime_encoding();
+
+  // Appends an empty child that stands for the preamble of a multipart, once.
+  void insert_mime_preamble_body_part();
+
+  // --- Content: filling a draft -------------------------------------------------------------- body_content.cc
+  //
+  //    kel::body_part_t draft;
+  //    draft.set_header("from", "Ann Example <ann@example.org>");
+  //    draft.set_text_body("Hello,\n\nsee the plan.\n", kel::unset_string, kel::unset_string, /*is_signed*/ false);
+  //    draft.add_attachment(bytes, "plan.pdf", "application/pdf");
+  //    draft.generate_rfc822(std::back_inserter(message));
+
+  // Sets the content of this one part: bytes as they are, for text in UTF-8, for a multipart the preamble, for
+  // message/rfc822 the message. Type and subtype are lower-case; `parameters` are more of Content-Type ("name=x") or
+  // `unset_string`. Content-Type and Content-Transfer-Encoding are set to what fits; `flow` lets plain text with long lines
+  // leave as format=flowed (RFC 3676). A part without parent becomes a message: it gets MIME-Version, Date, Message-ID and
+  // X-Mailer.
+  void set_body(std::string const& type, std::string const& subtype, std::string const& parameters, char const* first,
+                char const* last, bool flow);
+
+  // Sets the text of a message. `markup` names the language that it is written in, such as "markdown"; `html` is the same
+  // text as HTML and makes the part a multipart/alternative; both may be `unset_string`. Attachments and related parts
+  // stay. `is_signed` says that the text is going to be signed: then it is encoded so that no transport changes it.
+  void set_text_body(std::string const& text, std::string const& markup, std::string const& html, bool is_signed);
+
+  // Sets the HTML of a message. Text that is already there stays beside it as the plain alternative.
+  void set_html_body(std::string const& html);
+
+  // Appends an attachment; a message that is no multipart/mixed yet becomes one, with what it was as the first part. `name`
+  // is UTF-8; of a path only the last component counts. An empty `type` is found by the name; "message/rfc822" embeds a
+  // message. Bytes of type text that are not UTF-8 are sent as application/octet-stream.
+  body_part_t& add_attachment(std::string_view bytes, std::string const& name, std::string const& type = "");
+
+  // The same for a file. One that cannot be read gives a warning and null.
+  body_part_t* add_attachment(std::string const& path);
+
+  // Adds a resource that the HTML shows, such as an image, and returns the identifier by which it does: "cid:" and this.
+  // It is the name, as far as that may stand in an identifier. A resource of the same name is replaced. Before there is
+  // HTML the resource waits for it.
+  std::string add_related_part(std::string const& name, std::string_view bytes);
+
+  // The text of the message: that of a text part, of a multipart that of its first text, plain before HTML. With
+  // `canonical`, HTML that went through `canonicalize_html` gives its canonical text. Empty when there is none.
+  std::string text_body(bool canonical);
+
+  // --- Security: level, signing, encryption -------------------------------------- security/body_security.cc
+
+  // How the structure protects the content: "none", "sign", "encrypt" or "signAndEncrypt"; and by which protocol:
+  // "OpenPGP", "S/MIME", "OpenPGP (inlined)" or "Unknown". Neither says anything about the validity of a signature.
+  std::string get_security_level();
+  std::string get_security_protocol();
+
   // --- The tree: identity and neighbours --------------------------------------------------------- body.cc
 
   body_part_t* parent() const { return _parent; }
@@ -222,10 +386,6 @@ public:
 
   bool is_headers_only() const { return _is_headers_only; }
   void set_is_headers_only(bool value) { _is_headers_only = value; }
-  bool has_changed() const { return _has_changed; }
-  bool did_update_header(std::string const& name) const { return _updated_headers.contains(name); }
-  std::set<std::string> const& get_updated_headers() const { return _updated_headers; }
-  std::map<int, body_part_t>& get_deleted_subparts() { return _deleted_subparts; }
   std::string const& get_selected_string() const { return _selected_string; }
   void set_selected_string(std::string const& text) { _selected_string = text; }
   std::map<std::string, environment_value_t> const& get_environment_variables() const { return _environment_variables; }
@@ -274,7 +434,12 @@ private:
   std::vector<std::string> stored_values(std::string const& name) const;
   bool answer_quickly(std::string_view path, std::string const& fallback, std::string& answer);
   std::shared_ptr<header::structured_value_t const> content_header(std::string const& name);
+  void store_header(std::string const& name, std::string const& value);
   void drop_raw_bytes();
+  bool decides_reading(std::string const& name);
+  void forget_source_body();
+  void content_changed();
+  void take_body(std::shared_ptr<std::vector<char>> bytes);
   void adopt_subparts();
   body_part_t const& root() const;
 
@@ -285,7 +450,7 @@ private:
   bool may_unfold();
   void unfold_message();
   void unfold_multipart(std::string const& subtype, std::string const& charset);
-  void adopt_ranges(bool is_signed, std::vector<range_t> const& ranges, std::shared_ptr<message_bytes_t> const& bytes);
+  bool adopt_ranges(bool is_signed, std::vector<range_t> const& ranges, std::shared_ptr<message_bytes_t> const& bytes);
   void adopt_as_plain_text(range_t body, std::string const& charset);
   body_part_t* append_child(std::shared_ptr<message_bytes_t> const& bytes, range_t range);
   std::shared_ptr<message_bytes_t> text_of_container();
@@ -293,6 +458,49 @@ private:
   std::string_view decoded_view() const;
 
   void dump_headers(std::size_t indent) const;
+
+  void store_deleted(body_part_t& child);
+
+  struct writing_t;
+  using step_t = void (body_part_t::*)(writing_t&);
+  void generate(message_inserter_t out, step_t step);
+  bool has_body() const;
+  bool are_subparts_untouched() const;
+  bool is_untouched() const;
+  bool is_body_untouched() const;
+  bool is_sealed_multipart();
+  bool has_new_resent_headers();
+  void write(writing_t& writing);
+  void write_resent(writing_t& writing);
+  void write_anew(writing_t& writing);
+  void write_signed_entity(writing_t& writing);
+  void write_headers(writing_t& writing, std::string_view name) const;
+  void write_header_block(writing_t& writing) const;
+  void write_body(writing_t& writing);
+  void write_text(writing_t& writing);
+  void write_multipart(writing_t& writing);
+  void prepare_headers();
+  void prepare_container_headers(std::string const& encoding);
+  void prepare_text_headers(std::string const& encoding);
+  void renew_boundary();
+  std::string wanted_container_encoding();
+  void apply_markdown_rule();
+  bool is_dated_after(long time);
+  void store_content(std::string const& type, std::string_view body);
+  bool describe_text(std::string const& subtype, std::string_view text, bool flow, std::string& content_type,
+                     std::string& encoding);
+  bool is_child_of(std::initializer_list<std::string_view> mime_types);
+  void unfold_content();
+  void finish_content();
+  void set_plain_text(std::string const& text, std::string const& markup, bool is_signed);
+  body_part_t& content_part();
+  bool has_text();
+  body_part_t& attachment_container();
+  void attach_related(body_part_t& content, std::string const& name, std::string_view bytes);
+  void wrap_content(std::string const& subtype, std::string const& parameters);
+  void move_content_to(body_part_t& inner);
+
+  void seal();  // security/body_security.cc: signs or encrypts a part that asks for it
 
   // Written by parsing (body.cc).
   headers_t _headers;
@@ -302,6 +510,7 @@ private:
   char const* _raw_begin = nullptr;
   char const* _body_begin = nullptr;
   char const* _raw_end = nullptr;
+  range_t _source_body;  // the body as it came; outlives the three pointers until the content changes
   std::string _description;
   mime_errors_handler_t _errors;
   std::size_t _level = 0;
@@ -313,14 +522,22 @@ private:
   // Written by unfolding (body_parser.cc). No decoded bytes: the raw body is the decoded one.
   std::shared_ptr<std::vector<char> const> _decoded_body;
   bool _is_decoded = false;
+  bool _is_split = false;  // the children are the source body, cut at its delimiter lines
   std::list<body_part_t> _subparts;
   body_part_t* _parent = nullptr;
 
-  // Written by editing.
+  // Written by editing (body_editing.cc).
   std::set<std::string> _updated_headers;
   std::map<int, body_part_t> _deleted_subparts;
   bool _has_changed = false;
+
+  // Written by composing (body_content.cc) and writing (body_generation.cc).
+  std::map<std::string, std::string> _related_parts;
+  bool _has_preamble_part = false;
+
+  // Written by security (body_security.cc).
   bool _to_be_signed = false;
+  bool _security_level_set = false;
 
   // Given by the application.
   int _unique_id = -1;
@@ -329,7 +546,6 @@ private:
   std::string _signature_range = unset_string;
   std::string _html_signature = unset_string;
   std::string _canonicalized_text = unset_string;
-  std::map<std::string, std::string> _related_parts;
   std::map<std::string, environment_value_t> _environment_variables;
 };
 

@@ -9,12 +9,14 @@
 #include <kelmime/charset.h>
 #include <kelmime/cleanup_header_body.h>
 #include <kelmime/decoding.h>
+#include <kelmime/disposition.h>
 #include <kelmime/encoded_word.h>
 #include <kelmime/encoded_word_output.h>
 #include <kelmime/encoding.h>
 #include <kelmime/export.h>
 #include <kelmime/field_path.h>
 #include <kelmime/format_flowed.h>
+#include <kelmime/header_generation.h>
 #include <kelmime/header_parser.h>
 #include <kelmime/header_parsers.h>
 #include <kelmime/header_string.h>
@@ -22,9 +24,11 @@
 #include <kelmime/hex.h>
 #include <kelmime/idn_wrapper.h>
 #include <kelmime/limits.h>
+#include <kelmime/mailto.h>
 #include <kelmime/mime.h>
 #include <kelmime/mime_errors_handler.h>
 #include <kelmime/quick_parse_headers.h>
+#include <kelmime/reencode.h>
 #include <kelmime/rfc822_date_parser.h>
 #include <kelmime/transfer_encoding_choice.h>
 #include <kelmime/unset.h>

@@ -123,9 +123,11 @@ void body_part_t::init() {
   _bytes.reset();
   _budget.reset();
   _raw_begin = _body_begin = _raw_end = nullptr;
+  _source_body = {};
   _level = 0;
   _decoded_body.reset();
   _is_decoded = false;
+  _is_split = false;
   _subparts.clear();
   _parent = nullptr;
   _original_data.reset();
@@ -137,6 +139,7 @@ void body_part_t::init() {
   _is_headers_only = false;
   _has_changed = false;
   _preferred_subpart = no_preference;
+  _has_preamble_part = false;
   _selected_string = unset_string;
 }
 
@@ -183,6 +186,7 @@ void body_part_t::parse_block(char const* begin, char const* end) {
   _body_begin = parse_headers(begin, end, _headers, _errors, "", guess_once);
   read_preamble(end);
   _raw_end = end;
+  _source_body = { _body_begin, end };
   check_mime_version();
   if (exists_header("content-description"))
     _description = _headers.lower_bound("content-description")->second;
@@ -258,32 +262,71 @@ bool body_part_t::exists_header(std::string const& name) const {
 }
 
 void body_part_t::set_header(std::string const& name, std::string const& value) {
-  bool const describes_bytes = !is_virtual(name) && !name.starts_with("resent-");
-  if (describes_bytes)
+  if (!is_virtual(name) && !name.starts_with("resent-")) {
     drop_raw_bytes();
-  bool const is_stored = value != unset_string && (!value.empty() || is_kept_when_empty(name));
-  // Name and value may be those of the header that is replaced: the new one is made before the old ones go.
-  auto const added = is_stored ? _headers.emplace(name, value) : _headers.end();
-  auto const [first, last] = _headers.equal_range(name);
-  std::string const kept_name = name;
-  _headers.erase(first, is_stored ? added : last);
-  _content_headers = {};
-  if (kept_name != "##tags")
-    _updated_headers.insert(kept_name);
-  if (!is_marker(kept_name))
+    if (decides_reading(name))
+      forget_source_body();
+  }
+  if (name != "##tags")
+    _updated_headers.insert(name);
+  if (!is_marker(name))
     _has_changed = true;
+  store_header(name, value);
 }
 
-// The decoded side of the part must survive: children are unfolded now, the hint at a charset is taken for their sake,
-// and a leaf whose raw body was its decoded body gets a copy of it.
+// Replaces the values of a header and leaves no trace of it. Name and value may be those of the header that is replaced: the
+// new one is made before the old ones go.
+void body_part_t::store_header(std::string const& name, std::string const& value) {
+  bool const is_stored = value != unset_string && (!value.empty() || is_kept_when_empty(name));
+  auto const added = is_stored ? _headers.emplace(name, value) : _headers.end();
+  auto const [first, last] = _headers.equal_range(name);
+  _headers.erase(first, is_stored ? added : last);
+  _content_headers = {};
+}
+
+// Whether the body that was read says something else under a new value of this header. Bytes that are no text to us are
+// the same under every Content-Type.
+bool body_part_t::decides_reading(std::string const& name) {
+  if (name == "content-transfer-encoding")
+    return true;
+  bool const is_inline_text = is_text() && get_header_lowercased("content-disposition.type", "") != "attachment";
+  return name == "content-type" && (is_inline_text || is_multi_part());
+}
+
+// The decoded side of the part must survive: children are unfolded now, and the hint at a charset is taken for their sake.
 void body_part_t::drop_raw_bytes() {
   if (!_raw_begin)
     return;
   decode_body();
   get_guessed_charset();
-  if (!_decoded_body && _subparts.empty())
-    _decoded_body = std::make_shared<std::vector<char> const>(_body_begin, _raw_end);
   _raw_begin = _body_begin = _raw_end = nullptr;
+}
+
+// A leaf whose source was its decoded body gets a copy of it.
+void body_part_t::forget_source_body() {
+  if (!_decoded_body && _subparts.empty() && _source_body.begin)
+    _decoded_body = std::make_shared<std::vector<char> const>(_source_body.begin, _source_body.end);
+  _source_body = {};
+  _is_split = false;
+}
+
+void body_part_t::content_changed() {
+  drop_raw_bytes();
+  forget_source_body();
+}
+
+// Makes these bytes the body that is to be unfolded under the present headers.
+void body_part_t::take_body(std::shared_ptr<std::vector<char>> bytes) {
+  bool const is_empty = bytes->empty();  // no bytes may come without an address
+  _budget = std::make_shared<tree_budget_t>(bytes->size());
+  _bytes = is_empty ? std::make_shared<message_bytes_t>("", "") : std::make_shared<message_bytes_t>(std::move(bytes));
+  _source_body = { _bytes->begin(), _bytes->end() };
+  _raw_begin = _body_begin = _source_body.begin;
+  _raw_end = _source_body.end;
+  _decoded_body.reset();
+  _is_decoded = false;
+  _is_split = false;
+  _subparts.clear();
 }
 
 void body_part_t::add_header(std::string const& name, std::string const& value) {

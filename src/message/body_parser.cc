@@ -237,7 +237,8 @@ void body_part_t::unfold_multipart(std::string const& subtype, std::string const
     return;
   auto bytes = _bytes;
   range_t body = { _body_begin, _raw_end };
-  if (_parent && _decoded_body) {
+  bool const is_encoded = _parent && _decoded_body;
+  if (is_encoded) {
     bytes = text_of_container();
     if (!bytes)
       return;
@@ -252,7 +253,7 @@ void body_part_t::unfold_multipart(std::string const& subtype, std::string const
     return;
   }
   keep_outside_text(ranges.front(), ranges.back());
-  adopt_ranges(subtype == "signed", ranges, bytes);
+  _is_split = adopt_ranges(subtype == "signed", ranges, bytes) && !is_encoded;
 }
 
 // Text outside the body parts goes into virtual headers, unless it is white space or stored already.
@@ -266,14 +267,16 @@ void body_part_t::keep_outside_text(range_t preamble, range_t epilogue) {
     add_header("#mime-preamble", { preamble.begin, preamble.end });
 }
 
-void body_part_t::adopt_ranges(bool is_signed, std::vector<range_t> const& ranges,
+// False when not every range could become a child.
+bool body_part_t::adopt_ranges(bool is_signed, std::vector<range_t> const& ranges,
                                std::shared_ptr<message_bytes_t> const& bytes) {
   for (std::size_t i = 1; i + 1 < ranges.size(); ++i) {
     body_part_t* const child = append_child(bytes, ranges[i]);
     if (!child)
-      return;
+      return false;
     child->_to_be_signed = _to_be_signed || (is_signed && i == 1);
   }
+  return true;
 }
 
 void body_part_t::adopt_as_plain_text(range_t body, std::string const& charset) {
@@ -346,7 +349,9 @@ std::string_view body_part_t::decoded_body() {
 
 // What stands decoded so far.
 std::string_view body_part_t::decoded_view() const {
-  return _decoded_body ? std::string_view(_decoded_body->data(), _decoded_body->size()) : raw_body();
+  if (_decoded_body)
+    return { _decoded_body->data(), _decoded_body->size() };
+  return { _source_body.begin, _source_body.end };
 }
 
 }  // namespace kel

@@ -1,0 +1,423 @@
+// Filling a draft: the content of one part, and the operations of a mail program that end in that.
+//
+// The shapes that a draft takes, each part only where it is needed:
+//
+//    multipart/mixed               attachments
+//      multipart/alternative       text that is there as HTML too
+//        text/plain
+//        multipart/related         resources that the HTML shows
+//          text/html
+//          image/png ...
+//      application/pdf ...
+//
+// "The content" below is what stands where the multipart/alternative stands here.
+#include <kelmime/body.h>
+
+#include <algorithm>
+#include <fstream>
+#include <utility>
+
+#include <kel/ascii.h>
+#include <kel/path.h>
+#include <kel/preferences.h>
+#include <kel/regexp.h>
+#include <kel/text.h>
+#include <base/fatal.h>
+#include <base/utf8.h>
+#include <header/parameters.h>
+#include <kelmime/format_flowed.h>
+#include <kelmime/header_generation.h>
+#include <kelmime/mime.h>
+#include <kelmime/transfer_encoding_choice.h>
+#include <message/boundary.h>
+
+namespace kel {
+
+namespace {
+
+constexpr std::size_t flowed_width = 72;
+
+bool is_ascii(std::string_view text) {
+  return std::none_of(text.begin(), text.end(), is_high);
+}
+
+bool has_trailing_blanks(std::string_view text) {
+  static regexp::pattern_t const blanks_at_line_end("[\t ]+$");
+  return static_cast<bool>(regexp::search(blanks_at_line_end, text));
+}
+
+bool is_blank(std::string_view text) {
+  return text.find_first_not_of(" \t\n") == text.npos;
+}
+
+void write_debug_file(char const* path, std::string_view text) {
+  std::ofstream(path, std::ios::binary).write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+// A debugging aid: flowing must lose nothing.
+void check_flow(std::string_view text, std::string const& flowed, bool delsp) {
+  if (!preferences::boolean("PwStrictDebugMode"))
+    return;
+  std::string deflowed;
+  format_deflow(flowed.begin(), flowed.end(), std::back_inserter(deflowed), /*flowed*/ true, delsp,
+                /*keep_unquoted*/ false);
+  if (deflowed.size() == text.size())
+    return;
+  write_debug_file("/tmp/postwick_test1.txt", text);
+  write_debug_file("/tmp/postwick_test2.txt", deflowed);
+  fatal("Could not flow/deflow 1-1: %zu != %zu\n", text.size(), deflowed.size());
+}
+
+// --- Types -------------------------------------------------------------------------------------------------------
+
+struct media_type_t {
+  std::string type;
+  std::string subtype;
+};
+
+bool is_token(std::string_view word) {
+  return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) {
+    return ascii::is_print(c) && c != ' ' && std::string_view("()<>@,;:\\\"/[]?=").find(c) == std::string_view::npos;
+  });
+}
+
+// What bytes of a stated type can be sent as. Text is UTF-8, and containers are more than bytes.
+media_type_t sendable_type(std::string const& stated, std::string const& name, std::string_view bytes) {
+  std::string const wanted = text::lowercase(stated.empty() ? mime::mime_type_for_filepath(name) : stated);
+  std::size_t const slash = std::min(wanted.find('/'), wanted.size());
+  media_type_t const found = { wanted.substr(0, slash), wanted.substr(std::min(slash + 1, wanted.size())) };
+  bool const is_container = found.type == "multipart" || (found.type == "message" && found.subtype != "rfc822");
+  bool const is_unreadable = found.type == "text" && !utf8::is_valid(bytes.begin(), bytes.end());
+  if (is_container || is_unreadable || !is_token(found.type) || !is_token(found.subtype))
+    return { "application", "octet-stream" };
+  return found;
+}
+
+std::string without_carriage_returns(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (bytes[i] != '\r' || bytes.substr(i + 1, 1) != "\n")
+      text += bytes[i];
+  }
+  return text;
+}
+
+// --- Names -------------------------------------------------------------------------------------------------------
+
+// A name as it may stand in a Content-ID and, without escapes, in the URL that refers to it (RFC 2392).
+std::string identifier_of(std::string_view name) {
+  std::string id;
+  for (char const c : name)
+    id += ascii::is_alnum(c) || std::string_view("-_.@").find(c) != std::string_view::npos ? c : '_';
+  return id;
+}
+
+std::string file_name_of(std::string const& name) {
+  return path::name(name.substr(name.rfind('\\') + 1));
+}
+
+// --- Finding text ------------------------------------------------------------------------------------------------
+
+bool is_attached(body_part_t& part) {
+  return part.get_header_lowercased("content-disposition.type", "") == "attachment";
+}
+
+// The first part of the subtype of text, not looking into attachments and messages. Null when there is none.
+body_part_t* find_text(body_part_t& part, std::string const& subtype) {
+  if (part.mime_type() == "text/" + subtype)
+    return is_attached(part) ? nullptr : &part;
+  if (!part.is_multi_part())
+    return nullptr;
+  for (body_part_t& child : part.subparts()) {
+    if (body_part_t* const found = find_text(child, subtype))
+      return found;
+  }
+  return nullptr;
+}
+
+// The innermost multipart/related around the first HTML. Null when there is none.
+body_part_t* find_related_group(body_part_t& part) {
+  if (!part.is_multi_part())
+    return nullptr;
+  for (body_part_t& child : part.subparts()) {
+    if (!find_text(child, "html"))
+      continue;
+    body_part_t* const inner = find_related_group(child);
+    return inner || part.mime_type() != "multipart/related" ? inner : &part;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+// --- One part ----------------------------------------------------------------------------------------------------
+
+void body_part_t::set_body(std::string const& type, std::string const& subtype, std::string const& parameters,
+                           char const* first, char const* last, bool flow) {
+  std::string_view const body(first, last);
+  store_content(type, body);
+  std::string content_type = type + "/" + subtype;
+  std::string encoding;
+  if (type == "multipart") {
+    content_type += "; " + header::parameter_text("boundary", new_boundary());
+    set_header("#mime-preamble", std::string(body));
+  } else if (type == "text") {
+    flow = describe_text(subtype, body, flow, content_type, encoding);
+  }
+  if (parameters != unset_string)
+    content_type += "; " + parameters;
+  bool const is_default =
+      content_type == "text/plain" && !is_child_of({ "application/pkcs7-mime", "multipart/signed" });
+  set_header("content-type", is_default ? unset_string : content_type);
+  if (encoding.empty() && !(is_child_of({ "multipart/encrypted" }) && is_ascii(body))) {
+    encoding = which_mime_encoding(body.data(), body.data() + body.size(), type, subtype,
+                                   flow ? encoding_options::ignore_signature_blanks : encoding_options::none);
+  }
+  set_header("content-transfer-encoding", encoding == "7bit" ? unset_string : encoding);
+  if (type == "message" && subtype == "rfc822")
+    unfold_content();
+  finish_content();
+}
+
+// Forgets what the part was and keeps the bytes as its decoded body.
+void body_part_t::store_content(std::string const& type, std::string_view body) {
+  _has_changed = true;
+  auto kept = std::make_shared<std::vector<char> const>(body.begin(), body.end());
+  _raw_begin = _body_begin = _raw_end = nullptr;
+  _source_body = {};
+  _is_split = false;
+  if (type != "multipart")
+    _subparts.clear();
+  _decoded_body = std::move(kept);
+  _is_decoded = true;
+}
+
+// Adds the parameters of a text to its Content-Type, and decides on an encoding where the bytes alone do not. Answers
+// whether the text may still be flowed.
+bool body_part_t::describe_text(std::string const& subtype, std::string_view text, bool flow, std::string& content_type,
+                                std::string& encoding) {
+  if (!is_ascii(text))
+    content_type += "; charset=utf-8";
+  if (_to_be_signed) {
+    if (is_ascii(text) && has_trailing_blanks(text))
+      encoding = "quoted-printable";
+    return false;
+  }
+  bool delsp = false;
+  if (!flow || subtype != "plain" || !should_format_flow(text.data(), text.data() + text.size(), delsp, flowed_width))
+    return flow;
+  content_type += delsp ? "; format=flowed; delsp=yes" : "; format=flowed";
+  std::string flowed;
+  format_flow(text.begin(), text.end(), std::back_inserter(flowed), delsp, flowed_width, /*keep_unquoted*/ false,
+              /*count_characters*/ false);
+  check_flow(text, flowed, delsp);
+  encoding = which_mime_encoding(flowed.data(), flowed.data() + flowed.size(), "text", subtype,
+                                 encoding_options::ignore_trailing_blanks);
+  return flow;
+}
+
+bool body_part_t::is_child_of(std::initializer_list<std::string_view> mime_types) {
+  return _parent && std::find(mime_types.begin(), mime_types.end(), _parent->mime_type()) != mime_types.end();
+}
+
+// The bytes become a message of their own, the only child.
+void body_part_t::unfold_content() {
+  take_body(std::make_shared<std::vector<char>>(_decoded_body->begin(), _decoded_body->end()));
+  decode_body();
+  drop_raw_bytes();
+}
+
+void body_part_t::finish_content() {
+  if (_parent) {
+    _parent->update_mime_encoding();
+    return;
+  }
+  set_header("mime-version", "1.0");
+  touch(0);
+  set_header("x-mailer", get_x_mailer_value());
+}
+
+// --- Composing ---------------------------------------------------------------------------------------------------
+
+void body_part_t::set_text_body(std::string const& text, std::string const& markup, std::string const& html,
+                                bool is_signed) {
+  body_part_t& content = content_part();
+  if (html == unset_string) {
+    content.set_plain_text(text, markup, is_signed);
+    return;
+  }
+  if (body_part_t* const plain = find_text(content, "plain")) {
+    plain->set_plain_text(text, markup, is_signed);
+  } else if (find_text(content, "html")) {
+    content.wrap_content("alternative", unset_string);
+    content.insert_subpart(0, "text", "plain", unset_string, nullptr, nullptr, false)
+        .set_plain_text(text, markup, is_signed);
+  } else {
+    content.set_plain_text(text, markup, is_signed);
+  }
+  set_html_body(html);
+}
+
+void body_part_t::set_plain_text(std::string const& text, std::string const& markup, bool is_signed) {
+  _to_be_signed = _to_be_signed || is_signed;
+  // The blanks at the ends of lines that flowing needs mean something in a markup language.
+  bool const may_flow = markup == unset_string;
+  std::string const parameters = may_flow ? unset_string : header::parameter_text("markup", markup);
+  set_body("text", "plain", parameters, text.data(), text.data() + text.size(), may_flow);
+}
+
+void body_part_t::set_html_body(std::string const& html) {
+  body_part_t& content = content_part();
+  body_part_t* part = find_text(content, "html");
+  if (!part && content.has_text()) {
+    content.wrap_content("alternative", unset_string);
+    part = &content.insert_subpart(content.num_subparts(), "text", "html", unset_string, nullptr, nullptr, false);
+  }
+  (part ? *part : content).set_body("text", "html", unset_string, html.data(), html.data() + html.size(), false);
+  for (auto const& [name, bytes] : _related_parts)
+    attach_related(content, name, bytes);
+}
+
+body_part_t& body_part_t::add_attachment(std::string_view bytes, std::string const& name, std::string const& type) {
+  std::string const file_name = file_name_of(name);
+  auto const [main_type, subtype] = sendable_type(type, file_name, bytes);
+  std::string const message = main_type == "message" ? without_carriage_returns(bytes) : "";
+  if (main_type == "message")
+    bytes = message;
+  body_part_t& container = attachment_container();
+  std::string const parameters = file_name.empty() ? unset_string : header::parameter_text("name", file_name);
+  body_part_t& part = container.push_body_part();
+  container.content_changed();
+  part.set_body(main_type, subtype, parameters, bytes.data(), bytes.data() + bytes.size(), /*flow*/ false);
+  part.set_header("content-disposition",
+                  "attachment" + (file_name.empty() ? "" : "; " + header::parameter_text("filename", file_name)));
+  return part;
+}
+
+body_part_t* body_part_t::add_attachment(std::string const& path) {
+  std::string const bytes = path::content(path);
+  if (bytes == unset_string) {
+    warning("Unable to read attachment '%s'\n", printable(path).c_str());
+    return nullptr;
+  }
+  return &add_attachment(bytes, path::name(path));
+}
+
+std::string body_part_t::add_related_part(std::string const& name, std::string_view bytes) {
+  _related_parts[name] = bytes;
+  attach_related(content_part(), name, bytes);
+  return identifier_of(name);
+}
+
+std::string body_part_t::text_body(bool canonical) {
+  if (!has_body())
+    return {};
+  body_part_t* part = find_text(*this, "plain");
+  if (!part)
+    part = find_text(*this, "html");
+  if (!part)
+    return {};
+  if (canonical && part->_canonicalized_text != unset_string)
+    return part->_canonicalized_text;
+  return std::string(part->decoded_body());
+}
+
+// --- Shapes ------------------------------------------------------------------------------------------------------
+
+// Where the text of the message is: what attachments and a signature stand beside.
+body_part_t& body_part_t::content_part() {
+  if (!is_multi_part() || subparts().empty())
+    return *this;
+  body_part_t& first = _subparts.front();
+  std::string const type = mime_type();
+  bool const is_group = type == "multipart/mixed" || type == "multipart/signed" ||
+                        (type == "multipart/related" && !find_text(first, "html"));
+  return is_group ? first.content_part() : *this;
+}
+
+bool body_part_t::has_text() {
+  body_part_t* const plain = has_body() ? find_text(*this, "plain") : nullptr;
+  return plain && !is_blank(plain->decoded_body());
+}
+
+// The part that takes attachments: a multipart/mixed, or the group of a text that refers to its attachments.
+body_part_t& body_part_t::attachment_container() {
+  body_part_t* const container = attachments_body_part();
+  if (container) {
+    bool const is_html_group = container->mime_type() == "multipart/related" && find_related_group(*container);
+    if (!is_html_group)
+      return *container;
+    container->wrap_content("mixed", unset_string);
+    return *container;
+  }
+  if (!has_body())
+    set_plain_text("", unset_string, false);
+  wrap_content("mixed", unset_string);
+  return *this;
+}
+
+// Beside the HTML of the content, if there is any.
+void body_part_t::attach_related(body_part_t& content, std::string const& name, std::string_view bytes) {
+  body_part_t* const html = content.has_body() ? find_text(content, "html") : nullptr;
+  if (!html)
+    return;
+  body_part_t* group = find_related_group(content);
+  if (!group) {
+    html->wrap_content("related", header::parameter_text("type", "text/html"));
+    group = html;
+  }
+  std::string const id = "<" + identifier_of(name) + ">";
+  body_part_t* part = nullptr;
+  for (body_part_t& child : group->subparts()) {
+    if (child.get_header("content-id", "") == id)
+      part = &child;
+  }
+  if (!part)
+    part = &group->push_body_part();
+  group->content_changed();
+  std::string const file_name = file_name_of(name);
+  auto const [type, subtype] = sendable_type("", file_name, bytes);
+  part->set_body(type, subtype, header::parameter_text("name", file_name), bytes.data(), bytes.data() + bytes.size(),
+                 false);
+  part->set_header("content-id", id);
+  part->set_header("content-disposition", "inline; " + header::parameter_text("filename", file_name));
+}
+
+// Makes this part a multipart whose only child is what it was.
+void body_part_t::wrap_content(std::string const& subtype, std::string const& parameters) {
+  drop_raw_bytes();
+  body_part_t inner;
+  move_content_to(inner);
+  set_body("multipart", subtype, parameters, nullptr, nullptr, false);
+  body_part_t& child = _subparts.emplace_back(std::move(inner));
+  child._parent = this;
+  child._level = _level + 1;
+  child.adopt_subparts();
+  update_mime_encoding();
+}
+
+void body_part_t::move_content_to(body_part_t& inner) {
+  for (auto header = _headers.begin(); header != _headers.end();) {
+    auto const next = std::next(header);
+    if (header->first.starts_with("content-") || header->first.starts_with("#mime-"))
+      inner._headers.insert(_headers.extract(header));
+    header = next;
+  }
+  _content_headers = {};
+  inner._subparts.splice(inner._subparts.end(), _subparts);
+  inner._bytes = _bytes;
+  inner._budget = _budget;
+  inner._source_body = std::exchange(_source_body, {});
+  inner._decoded_body = std::exchange(_decoded_body, {});
+  inner._is_decoded = _is_decoded;
+  inner._is_split = std::exchange(_is_split, false);
+  inner._guessed_charset = _guessed_charset;
+  inner._description = std::exchange(_description, {});
+  inner._canonicalized_text = std::exchange(_canonicalized_text, unset_string);
+  inner._to_be_signed = _to_be_signed;
+  inner._has_preamble_part = std::exchange(_has_preamble_part, false);
+  inner._has_changed = true;
+}
+
+}  // namespace kel
