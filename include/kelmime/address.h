@@ -1,8 +1,8 @@
 // Address lists, elements of lists, display names and addresses (RFC 5322 section 3.4), read as real mail writes them.
 //
-// Everything here is a char function: it takes a cursor and the end of the value, returns one match and moves the cursor
-// past what it consumed, so that a caller walks a list by calling again. Matches are views into the value. The cost is
-// linear in the length of the value, and a NUL byte is a byte like any other.
+// A char function takes a cursor and the end of the value, returns one match and moves the cursor past what it consumed, so
+// that a caller walks a list by calling again. Matches are views into the value. The cost is linear in the length of the
+// value, and a NUL byte is a byte like any other.
 #pragma once
 
 #include <string>
@@ -57,6 +57,20 @@ KELMIME_EXPORT match_t mailto_function(char const*& cursor, char const* end);   
 
 // The range with every backslash escape replaced by the byte it protects; a backslash at the very end stays.
 KELMIME_EXPORT std::string dequote_string(char const* first, char const* last);
+
+// One address as its owner meant it, where it was written so that programs do not find it: "john at example (dot) com",
+// "john.NOSPAM@example.com", "john@example.com.invalid" and "mailto:john@example.com" all become "john@example.com".
+//
+//   1. "at" and "dot" count between blanks or brackets, in a text without "@" between "-", "_" and "*" too; with an "@",
+//      "dot" counts behind it only;
+//   2. the markers NO_SPAM and REMOVE_THIS, in either letter case, with "0" for "O" and with any or no sign in the middle,
+//      count where nothing or a separator stands on either side, which goes with them. The sign that joins what is left
+//      stays: "john-NOSPAM.doe" becomes "john.doe";
+//   3. nothing is done that leaves no local part, or a domain without a dot: "nospam@example.com" and "a@nospam.com" stay.
+//
+// An address that needs nothing comes back as it is, but for blanks around it; so do lists, quoted names and local parts,
+// and texts of more than 1000 bytes. To do it twice changes nothing.
+KELMIME_EXPORT std::string reformat_address_string(std::string_view address);
 
 }  // namespace header
 

@@ -141,6 +141,68 @@ TEST(Address, QuotesAndEscapes) {
   EXPECT_EQ(quote_email_name("a\"b\\"), "\"a\\\"b\\\\\"");
 }
 
+TEST(Address, ReformatsWhatWasWrittenForPeople) {
+  struct {
+    char const* written;
+    char const* expected;
+  } const rows[] = {
+    { "mailto:j@x.org", "j@x.org" },
+    { " MAILTO:mailto: j@x.org ", "j@x.org" },
+    { "j@x.org.invalid", "j@x.org" },
+    { "j@x.INVALID.invalid", "j@x" },
+    { "j at x dot org", "j@x.org" },
+    { "j (at) x [dot] org", "j@x.org" },
+    { "j<AT>x{DOT}co{dot}uk", "j@x.co.uk" },
+    { "j dot doe at x.org", "j.doe@x.org" },
+    { "j_at_x_dot_org", "j@x.org" },
+    { "j -at- x -dot- org", "j@x.org" },
+    { "polka-dot-dress at x dot org", "polka-dot-dress@x.org" },
+    { "j@x dot org", "j@x.org" },
+    { "j.NOSPAM@x.org", "j@x.org" },
+    { "NO_SPAM.j@x.org", "j@x.org" },
+    { "j+n0spam@x.org", "j@x.org" },
+    { "j[N0-SPAM]@x.org", "j@x.org" },
+    { "j-NOSPAM.doe@x.org", "j.doe@x.org" },
+    { "j.[NOSPAM]doe@x.org", "j.doe@x.org" },
+    { "j@NOSPAM.x.org", "j@x.org" },
+    { "j@x_REMOVE_THIS_.org", "j@x.org" },
+    { "j@x.org.REM0VETHIS", "j@x.org" },
+    { "j@x.NO.NOSPAM.SPAM.org", "j@x.org" },
+    { "j.nospam at no.spam.x dot org.invalid", "j@x.org" },
+    { "nospam@REMOVE-THIS.x.org", "nospam@x.org" },
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(reformat_address_string(row.written), row.expected) << row.written;
+    EXPECT_EQ(reformat_address_string(row.expected), row.expected);
+  }
+}
+
+TEST(Address, KeepsWhatNeedsNothing) {
+  for (char const* address :
+       { "", "j@x.org", "Ann Lee <ann@x.org>", "Mr Dot Matrix <dot@matrix.org>", "Ann at Home <ann@x.org>", "nospam@x.org",
+         "j@nospam.com", "nospammer@x.org", "johnNOSPAM@x.org", "polka-dot-dress@x.org", "look.at.me@x.org", "at-at@x.org",
+         "meet me at noon", "john at localhost", "polka dot dress", "undisclosed-recipients:;", "a@.invalid", "invalid@x.org",
+         "\"j at x\"@y.org", "a@x.NOSPAM.org, b@y.org", "look.at.x.dot.org", "a@b", "a@[1.2.3.4]", "j@x.org.NOSPAM@y",
+         "gr\u00FC\u00DFe@m\u00FCnchen.de", "a\xFF@x.org" })
+    EXPECT_EQ(reformat_address_string(address), address);
+  std::string const zero("a\0b@x.org", 9), text = repeated("NOSPAM.", 200) + "@x.org";
+  EXPECT_EQ(reformat_address_string(zero), zero);
+  EXPECT_EQ(reformat_address_string(text), text);
+}
+
+TEST(Address, ReformattingTwiceChangesNothing) {
+  char const* const pieces[] = { "a", "NO", "SPAM", "NOSPAM", "at", "dot", ".", "@", " ", "[", "]", "-", ".invalid", "mailto:" };
+  constexpr std::size_t count = std::size(pieces);
+  for (std::size_t number = 0; number < 200'000; ++number) {
+    std::string text;
+    for (std::size_t rest = number * 7919; rest != 0; rest /= count)
+      text += pieces[rest % count];
+    std::string const once = reformat_address_string(text);
+    EXPECT_EQ(reformat_address_string(once), once) << text;
+    EXPECT_LE(once.size(), text.size()) << text;
+  }
+}
+
 // Floods are read to their end.
 TEST(Address, FloodsHideNoAddress) {
   for (char const* flood :
