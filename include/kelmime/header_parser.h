@@ -35,11 +35,13 @@ KELMIME_EXPORT std::vector<std::string> parse_all_from_header(std::string_view f
 KELMIME_EXPORT std::pair<char const*, char const*> locate_header(std::string_view name, char const* first,
                                                                  char const* last);
 
-// Appends one unfolded header line, folded. A line of less than `soft` and at most `hard` bytes is copied; any other is
-// broken between the elements that the path "<name>.split" has in it, or else "#any-header.split", never inside one unless
-// a line would exceed `hard` bytes, and then only at blanks that have text on both sides: a longer word stays longer. Each
-// continuation line begins with a blank, the one that stood there or an added space. So unfolding gives the line back, but
-// for the added spaces and for a space in the place of a tab that begins a continuation line.
+// Appends one unfolded header line, folded. A line of less than `soft` and at most `hard` bytes is copied. Any other is broken
+// between the elements that the path "<name>.split" has in it, or else "#any-header.split": each line takes as many as `soft`
+// bytes hold. An element that is longer is broken at its own blanks, quoted parameters last: only where a line would pass
+// `hard` bytes. A word is never broken, however long it is.
+//
+// Each continuation line begins with a blank and holds text. Unfolding, see cleanup_header_body, gives the line back byte for
+// byte, but for the space that is added where no blank stands between two elements, as in "a@x,b@y".
 template <byte_inserter Out>
 KELMIME_EXPORT Out wrap(char const* first, char const* last, Out out, std::size_t soft, std::size_t hard);
 

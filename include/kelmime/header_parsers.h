@@ -74,8 +74,10 @@ public:
   std::string parse_field(std::string const& value) const;
   std::string parse_field(char const* value) const { return parse_field(std::string(value)); }
 
-  // The ends of the elements that this parser finds in a value, as offsets in ascending order: where a line may be folded.
-  std::vector<std::size_t> element_ends(std::string_view value) const;
+  // Appends one unfolded header line, folded between the elements that this parser finds in its value; the rules are those of
+  // `header_parser::wrap`, which chooses the parser by the name.
+  void wrap(std::string_view line, std::back_insert_iterator<std::string> out, std::size_t soft,
+            std::size_t hard) const;
 
 private:
   struct pattern_t;

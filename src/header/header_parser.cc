@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include <header/fold.h>
 #include <kel/ascii.h>
 #include <kel/text.h>
 #include <kelmime/header_parsers.h>
@@ -15,71 +16,12 @@ std::string_view view_of(header_string_t const& body) {
   return { body.data, body.length };
 }
 
-// Where a header line may be folded, as ascending offsets: behind its elements, but not so that a line of blanks remains.
-std::vector<std::size_t> places_to_fold(std::string_view line) {
-  std::size_t const colon = line.find(':');
-  if (colon == line.npos)
-    return {};
-  std::size_t const value = colon + 1;
-  field_parser_t const* parser =
-      field_parsers_init::field_parser_for_field_path({ text::lowercase(line.substr(0, colon)), "split" });
-  if (!parser)
-    parser = field_parsers_init::field_parser_for_string("#any-header.split");
-  std::vector<std::size_t> places = parser ? parser->element_ends(line.substr(value)) : std::vector<std::size_t>();
-  std::size_t const last_text = line.find_last_not_of(" \t");
-  for (std::size_t& place : places)
-    place += value;
-  std::erase_if(places, [&](std::size_t place) { return place > last_text; });
-  return places;
+// Knows where the elements of a header are; null where nothing is known.
+field_parser_t const* parser_of(std::string_view line) {
+  std::string const name = text::lowercase(line.substr(0, line.find(':')));
+  field_parser_t const* const parser = field_parsers_init::field_parser_for_field_path({ name, "split" });
+  return parser ? parser : field_parsers_init::field_parser_for_string("#any-header.split");
 }
-
-// Puts the pieces of a line one after the other.
-class folded_line_t {
-public:
-  folded_line_t(std::string& out, std::size_t soft, std::size_t hard) : _out(out), _soft(soft), _hard(hard) {}
-
-  void add(std::string_view piece) {
-    if (_column != 0 && _column + piece.size() > _soft)
-      fold_before(piece);
-    std::size_t const blanks_at_end = piece.size() - (piece.find_last_not_of(" \t") + 1);
-    while (_column + piece.size() > _hard) {
-      std::size_t const cut = last_blank(piece.substr(0, piece.size() - blanks_at_end));
-      if (cut == piece.npos)
-        break;
-      append(piece.substr(0, cut));
-      piece.remove_prefix(cut);
-      fold_before(piece);
-    }
-    append(piece);
-  }
-
-private:
-  // The last blank up to which the text fits, or else the first one behind, that stands between two words. The text ends
-  // with a word.
-  std::size_t last_blank(std::string_view text) const {
-    std::size_t const first_word = std::min(text.find_first_not_of(" \t"), text.size());
-    std::size_t const room = _hard - std::min(_hard, _column);
-    std::size_t const cut = text.find_last_of(" \t", room);
-    return cut != text.npos && cut > first_word ? cut : text.find_first_of(" \t", std::max(first_word, room));
-  }
-
-  void fold_before(std::string_view piece) {
-    _out += '\n';
-    _column = 0;
-    if (!ascii::is_blank(piece.front()))
-      append(" ");
-  }
-
-  void append(std::string_view piece) {
-    _out += piece;
-    _column += piece.size();
-  }
-
-  std::string& _out;
-  std::size_t _soft;
-  std::size_t _hard;
-  std::size_t _column = 0;
-};
 
 }  // namespace
 
@@ -127,19 +69,13 @@ std::pair<char const*, char const*> locate_header(std::string_view name, char co
 template <byte_inserter Out>
 Out wrap(char const* first, char const* last, Out out, std::size_t soft, std::size_t hard) {
   std::string_view const line(first, static_cast<std::size_t>(last - first));
-  auto& container = container_of(out);
-  if (line.empty() || (line.size() < soft && line.size() <= hard)) {
-    container.insert(container.end(), first, last);
-    return out;
-  }
+  field_parser_t const* const parser = needs_folding(line, soft, hard) ? parser_of(line) : nullptr;
   std::string text;
-  folded_line_t folded(text, soft, hard);
-  std::size_t start = 0;
-  for (std::size_t const place : places_to_fold(line)) {
-    folded.add(line.substr(start, place - start));
-    start = place;
-  }
-  folded.add(line.substr(start));
+  if (parser)
+    parser->wrap(line, std::back_inserter(text), soft, hard);
+  else
+    fold_line(line, {}, text, soft, hard);
+  auto& container = container_of(out);
   container.insert(container.end(), text.begin(), text.end());
   return out;
 }

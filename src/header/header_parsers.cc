@@ -6,7 +6,9 @@
 #include <utility>
 
 #include <base/fatal.h>
+#include <header/fold.h>
 #include <kel/regexp.h>
+#include <kelmime/bytes.h>
 #include <kelmime/unset.h>
 #include <kelmime/value_format.h>
 
@@ -184,19 +186,22 @@ std::string field_parser_t::parse_field(std::string const& value) const {
   return first_value(value);
 }
 
-std::vector<std::size_t> field_parser_t::element_ends(std::string_view value) const {
+void field_parser_t::wrap(std::string_view line, std::back_insert_iterator<std::string> out, std::size_t soft,
+                          std::size_t hard) const {
   std::vector<std::size_t> ends;
   auto const add = [&](char const* end) {
-    std::size_t const offset = static_cast<std::size_t>(end - value.data());
-    if (offset > (ends.empty() ? 0 : ends.back()))
-      ends.push_back(offset);
+    ends.push_back(static_cast<std::size_t>(end - line.data()));
     return true;
   };
-  if (_char_function)
-    walk_elements(value, [&](header::match_t const&, char const* next) { return add(next); });
-  else if (_pattern)
-    walk_matches(value, [&](regexp::match_t const& match) { return add(match.end()); });
-  return ends;
+  std::size_t const colon = line.find(':');
+  if (colon != line.npos && needs_folding(line, soft, hard)) {
+    std::string_view const value = line.substr(colon + 1);
+    if (_char_function)
+      walk_elements(value, [&](header::match_t const&, char const* next) { return add(next); });
+    else if (_pattern)
+      walk_matches(value, [&](regexp::match_t const& match) { return add(match.end()); });
+  }
+  fold_line(line, ends, container_of(out), soft, hard);
 }
 
 }  // namespace kel

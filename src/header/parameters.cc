@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include <header/parameter_editing.h>
 #include <kel/ascii.h>
 #include <kel/text.h>
 #include <kelmime/bytes.h>
@@ -48,6 +49,12 @@ public:
     return text;
   }
 
+  void type(std::string& type, std::string& subtype) {
+    type = word();
+    if (take('/'))
+      subtype = word();
+  }
+
   bool take(char wanted) {
     if (_at == _end || *_at != wanted)
       return false;
@@ -73,12 +80,16 @@ public:
           continue;
         found.name = text::lowercase(name);
         found.value = value();
+        _written = { start, _value_end };
         return true;
       }
       if (name.empty())
         take('"');
     }
   }
+
+  // The last parameter that was found, from its name to the end of its value.
+  std::string_view written() const { return _written; }
 
 private:
   bool is_comment() const { return _knows_comments && *_at == '('; }
@@ -139,6 +150,7 @@ private:
         last = ++_at;
       }
     }
+    _value_end = last;
     bool const ends_at_semicolon = _at != _end && *_at == ';';
     if (last != first && last[-1] == ',' && !ends_at_semicolon)
       --last;
@@ -160,6 +172,7 @@ private:
     char const* last = close ? close : _at;
     while (!close && last != first && ascii::is_space(last[-1]))
       --last;
+    _value_end = close ? _at : last;
     return unescaped(first, last);
   }
 
@@ -206,7 +219,9 @@ private:
 
   char const* _at;
   char const* _end;
+  char const* _value_end = nullptr;
   char const* _no_end_before = nullptr;
+  std::string_view _written;
   bool _knows_comments = true;
 };
 
@@ -382,9 +397,7 @@ std::string const* structured_value_t::parameter(std::string_view name) const {
 structured_value_t parse_structured_value(std::string_view value) {
   structured_value_t result;
   reader_t reader(value);
-  result.type = reader.word();
-  if (reader.take('/'))
-    result.subtype = reader.word();
+  reader.type(result.type, result.subtype);
   for (parameter_t parameter; reader.next(parameter);)
     result.parameters.push_back(std::move(parameter));
   if (std::any_of(result.parameters.begin(), result.parameters.end(), is_extended))
@@ -394,6 +407,16 @@ structured_value_t parse_structured_value(std::string_view value) {
       drop_single_quotes(parameter.value);
   }
   return result;
+}
+
+std::vector<written_parameter_t> written_parameters(std::string_view value) {
+  std::vector<written_parameter_t> written;
+  reader_t reader(value);
+  std::string ignored;
+  reader.type(ignored, ignored);
+  for (parameter_t parameter; reader.next(parameter);)
+    written.push_back({ std::string(section_of(parameter).name), reader.written() });
+  return written;
 }
 
 std::string normal_parameters(std::string_view value) {

@@ -46,6 +46,14 @@ structured_value_t parse_structured_value(std::string_view value);
 // The parameters in the form `name="value"; name="value"`, with backslashes before quotes and backslashes.
 std::string normal_parameters(std::string_view value);
 
+// The value with the parameter `name` set to `text`, in place of all values that it has, or behind the others. What is not
+// that parameter stays as it is written.
+std::string with_parameter(std::string_view value, std::string_view name, std::string_view text);
+
+// `name="text"`, with backslashes before quotes and backslashes; without quotes where none are needed (RFC 2045,
+// section 5.1).
+std::string parameter_text(std::string_view name, std::string_view text);
+
 // The mechanism of a Content-Transfer-Encoding, "base64" of "base64 (attached); junk", as written; empty when there is none.
 std::string transfer_encoding_mechanism(std::string_view value);
 
