@@ -21,14 +21,24 @@ template <byte_inserter Out>
 KELMIME_EXPORT Out format_deflow(char const* first, char const* last, Out out, bool flowed, bool delsp,
                                  bool keep_unquoted);
 
-// Whether a text has lines that are too long for `width` columns and need to be flowed: longer than `width` + 6 bytes after
-// the breaks that flowing would make. `delsp` always becomes false.
+// Whether a text has a line of more than `width` + 6 bytes, where a space or ">" at its beginning counts twice. `delsp`
+// always becomes false.
 KELMIME_EXPORT bool should_format_flow(char const* first, char const* last, bool& delsp, std::size_t width);
 
-// Appends the text as flowed lines of about `width` bytes (of characters with `count_characters`), each ending with a space
-// but the last one of its paragraph. The input is in the form that `format_deflow` gives, and deflowing the output gives it
-// back. With `delsp` words are broken too, and the reader has to be told. With `keep_unquoted` lines without quote markers
-// stay as they are. Answers whether a line was broken.
+// Appends the text as flowed lines of about `width` bytes (characters, with `count_characters`), and answers whether a
+// line was broken. Lines are broken behind spaces. A longer word stays whole, up to the 998 bytes that a line of mail may
+// have (RFC 5322, section 2.1.1); with `delsp` it is broken too, between characters, and the reader must be told "delsp=yes".
+// With `keep_unquoted`, lines without quote markers stay as they are. Spaces at line ends are left out, but for those of
+// signature separators and, with `keep_unquoted`, of a last line without line feed. The lines of a quote get a space
+// behind their markers, and where these fill half of the width, more room.
+//
+// Reading the output with `format_deflow`, flowed and with the same flags, gives back every text that
+//
+//   1. has no spaces at its line ends, except in lines "-- " and "> -- ",
+//   2. has a space between quote markers and text, and
+//   3. has no word of more than 900 bytes, the quote markers before it included.
+//
+// That is the form in which `format_deflow` hands out text, but for a quote that flowed into nothing.
 template <byte_inserter Out>
 KELMIME_EXPORT bool format_flow(char const* first, char const* last, Out out, bool delsp, std::size_t width,
                                 bool keep_unquoted, bool count_characters);

@@ -4,33 +4,17 @@
 // only ">>" does, since there a space after a ">" belongs to the text.
 #include <kelmime/format_flowed.h>
 
-#include <codec/find_byte.h>
-#include <codec/output.h>
-
-#include <algorithm>
-#include <string_view>
+#include <codec/flowed_lines.h>
 
 namespace kel {
 
 namespace {
-
-constexpr std::string_view signature_separator = "-- ";
-
-void write_quote_markers(std::size_t depth, output_t& out) {
-  for (; depth > 0; --depth)
-    out.append('>');
-}
 
 bool is_blank(std::string_view text) {
   return text.find_first_not_of(' ') == std::string_view::npos;
 }
 
 // --- Fixed -------------------------------------------------------------------------------------------------------
-
-std::string_view without_trailing_spaces(std::string_view text) {
-  std::size_t const last = text.find_last_not_of(' ');
-  return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
-}
 
 // Removes the markers from the line and counts them.
 std::size_t take_fixed_quote_markers(std::string_view& line) {
@@ -69,7 +53,7 @@ public:
 
   // Writes a line and tells whether it ends here, or goes on in the next one.
   bool read_line(std::string_view line) {
-    std::size_t const depth = std::min(line.find_first_not_of('>'), line.size());
+    std::size_t const depth = quote_depth(line);
     line.remove_prefix(depth);
     if (depth > 0 && line.starts_with(' '))
       line.remove_prefix(1);
@@ -113,20 +97,6 @@ private:
   bool _is_flowed = false;  // the previous line goes on in this one
   std::size_t _depth = 0;
 };
-
-// Calls `read` for each line without its line feed; the line feed is written where `read` asks for it.
-template <typename Reader>
-void read_lines(char const* first, char const* last, output_t& out, Reader read) {
-  while (first != last) {
-    char const* const feed = find_byte(first, last, '\n');
-    bool const is_ended = read(std::string_view(first, feed));
-    if (feed == last)
-      return;
-    if (is_ended)
-      out.append('\n');
-    first = feed + 1;
-  }
-}
 
 }  // namespace
 
