@@ -88,4 +88,14 @@ std::string const& which_mime_encoding(char const* first, char const* last, enco
   return is_mostly_text ? names().quoted_printable : names().base64;
 }
 
+std::string const& which_mime_encoding(char const* first, char const* last, std::string_view type,
+                                       std::string_view subtype, encoding_options options) {
+  if (type == "message")
+    return std::any_of(first, last, is_high) ? names().eight_bit : names().seven_bit;
+  bool const is_armored = subtype == "pgp-signature" || subtype == "pgp-encrypted";
+  if (type == "image" || type == "audio" || type == "video" || (type == "application" && !is_armored))
+    return names().base64;
+  return which_mime_encoding(first, last, options | encoding_options::allow_8bit);
+}
+
 }  // namespace kel
