@@ -266,6 +266,8 @@ void body_part_t::set_header(std::string const& name, std::string const& value) 
     drop_raw_bytes();
     if (decides_reading(name))
       forget_source_body();
+  } else if (name.starts_with("#mime-") && has_body()) {
+    decode_body();  // unfolding stores these headers where they are missing
   }
   if (name != "##tags")
     _updated_headers.insert(name);

@@ -1,0 +1,221 @@
+// Filling drafts.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include <kel/preferences.h>
+#include <kelmime/application.h>
+#include <kelmime/body.h>
+#include <helpers/describe.h>
+#include <helpers/surroundings.h>
+
+namespace kel {
+namespace {
+
+using test::describe;
+using test::message_of;
+
+std::shared_ptr<body_part_t> sent(body_part_t& draft) {
+  std::vector<char> bytes;
+  draft.generate_rfc822(std::back_inserter(bytes));
+  return copy_body_part(bytes);
+}
+
+void set_body(body_part_t& part, std::string const& type, std::string const& subtype, std::string const& text, bool flow,
+              std::string const& parameters = unset_string) {
+  part.set_body(type, subtype, parameters, text.data(), text.data() + text.size(), flow);
+}
+
+TEST(Content, ChoosesTypeAndEncoding) {
+  std::string const long_line = std::string(50, 'a') + " " + std::string(49, 'b') + "\n";
+  std::string const none = unset_string;
+  struct { char const* name; std::string type, subtype, text; bool flow, is_signed; std::string parameters, content_type, encoding; } const rows[] = {
+    { "ASCII", "text", "plain", "Hello\n", true, false, none, none, none },
+    { "ASCII with a parameter", "text", "plain", "Hello\n", true, false, "name=a", "text/plain; name=a", none },
+    { "UTF-8", "text", "plain", "Gr\xc3\xbc\xc3\x9f" "e\n", true, false, none, "text/plain; charset=utf-8", "8bit" },
+    { "HTML", "text", "html", "<p>", true, false, none, "text/html", none },
+    { "long line, flowed", "text", "plain", long_line, true, false, none, "text/plain; format=flowed", none },
+    { "long line in UTF-8", "text", "plain", "\xc3\xbc" + long_line, true, false, none, "text/plain; charset=utf-8; format=flowed", "8bit" },
+    { "long line, fixed", "text", "plain", long_line, false, false, none, none, "quoted-printable" },
+    { "long line of HTML", "text", "html", long_line, true, false, none, "text/html", "quoted-printable" },
+    { "long line, signed", "text", "plain", long_line, true, true, none, none, "quoted-printable" },
+    { "blanks at line ends", "text", "plain", "a \n", true, false, none, none, "quoted-printable" },
+    { "signature line", "text", "plain", "a\n-- \nb\n", true, false, none, none, none },
+    { "signature line, fixed", "text", "plain", "a\n-- \nb\n", false, false, none, none, "quoted-printable" },
+    { "blanks, signed", "text", "plain", "a \nb", true, true, none, none, "quoted-printable" },
+    { "tab at the end, signed", "text", "plain", "a\t", true, true, none, none, "quoted-printable" },
+    { "control bytes", "text", "plain", "\x01\x02\x03\x04", true, false, none, none, "base64" },
+    { "image", "image", "png", "a", true, false, none, "image/png", "base64" },
+    { "data", "application", "pdf", "a", true, false, "name=a", "application/pdf; name=a", "base64" },
+    { "signature", "application", "pgp-signature", "a", true, false, none, "application/pgp-signature", none },
+    { "8-bit message", "message", "rfc822", "Subject: \xc3\xbc\n\n", true, false, none, "message/rfc822", "8bit" },
+    { "message", "message", "rfc822", "Subject: a\n\n\x01", true, false, none, "message/rfc822", none },
+  };
+  for (auto const& row : rows) {
+    body_part_t root;
+    root.set_body("multipart", "mixed", unset_string, nullptr, nullptr, false);
+    if (row.is_signed)
+      root.set_text_body("", unset_string, unset_string, /*is_signed*/ true);
+    body_part_t& part = row.is_signed ? root : root.push_body_part();
+    set_body(part, row.type, row.subtype, row.text, row.flow, row.parameters);
+    EXPECT_EQ(part.get_header("content-type", unset_string), row.content_type) << row.name;
+    EXPECT_EQ(part.get_header("content-transfer-encoding", unset_string), row.encoding) << row.name;
+    if (!row.is_signed) {
+      EXPECT_EQ(root.get_header("content-transfer-encoding", unset_string), row.encoding == "8bit" ? "8bit" : unset_string) << row.name;
+      EXPECT_FALSE(part.exists_header("mime-version") || part.exists_header("date") || part.exists_header("message-id")) << row.name;
+    }
+    EXPECT_TRUE(part.has_changed()) << row.name;
+    EXPECT_EQ(part.decoded_body(), row.text) << row.name;
+  }
+}
+
+TEST(Content, DependsOnTheParent) {
+  struct { char const* type; char const* subtype; char const* text; char const* content_type; char const* encoding; } const rows[] = {
+    { "multipart", "signed", "a", "text/plain", "" },
+    { "application", "pkcs7-mime", "a", "text/plain", "" },
+    { "multipart", "encrypted", "a \n", "", "" },
+    { "multipart", "encrypted", "\xc3\xbc", "text/plain; charset=utf-8", "8bit" },
+  };
+  for (auto const& row : rows) {
+    body_part_t root;
+    set_body(root, row.type, row.subtype, "", false);
+    body_part_t& part = root.push_body_part();
+    set_body(part, "text", "plain", row.text, false);
+    EXPECT_EQ(part.get_header("content-type", ""), row.content_type) << row.subtype;
+    EXPECT_EQ(part.get_header("content-transfer-encoding", ""), row.encoding) << row.subtype;
+  }
+}
+
+TEST(Content, MakesMessages) {
+  body_part_t draft;
+  set_body(draft, "multipart", "mixed", "For old readers.\n", false);
+  std::string const boundary = draft.get_header("content-type.parameter.split.boundary", "");
+  EXPECT_EQ(draft.get_header("content-type", ""), "multipart/mixed; boundary=\"" + boundary + "\"");
+  EXPECT_TRUE(boundary.starts_with("=_Postwick_") && boundary.ends_with("_=") && boundary.size() == 11 + 36 + 2) << boundary;
+  EXPECT_EQ(draft.get_header("#mime-preamble", ""), "For old readers.\n");
+  EXPECT_EQ(draft.get_header("mime-version", ""), "1.0");
+  EXPECT_TRUE(draft.exists_header("date") && draft.exists_header("message-id"));
+  EXPECT_FALSE(draft.exists_header("x-mailer"));
+  set_application_version("2.1", "77");
+  set_body(draft, "text", "plain", "a", false);
+  set_application_version("", "");
+  EXPECT_EQ(draft.get_header("x-mailer", ""), "Postwick (2.1r77)");
+
+  body_part_t& embedded = draft.push_body_part();
+  set_body(draft, "message", "rfc822", "Subject: in\n\nbody", false);
+  static_cast<void>(embedded);
+  EXPECT_EQ(describe(draft), "message/rfc822[text/plain(4)]") << "what was there is gone";
+  EXPECT_EQ(draft.subpart(0).get_header("subject", ""), "in");
+  EXPECT_EQ(draft.subpart(0).parent(), &draft);
+  EXPECT_EQ(describe(*sent(draft)), "message/rfc822[text/plain(4)]");
+}
+
+TEST(Content, ComposesTheShapesOfADraft) {
+  std::string const none = unset_string;
+  using fill_t = void (*)(body_part_t&);
+  struct { char const* name; fill_t fill; char const* shape; char const* text; } const rows[] = {
+    { "text", [](body_part_t& d) { d.set_text_body("a", unset_string, unset_string, false); }, "text/plain(1)", "a" },
+    { "HTML", [](body_part_t& d) { d.set_html_body("<p>"); }, "text/html(3)", "<p>" },
+    { "both", [](body_part_t& d) { d.set_text_body("a", unset_string, "<p>", false); }, "multipart/alternative[text/plain(1) text/html(3)]", "a" },
+    { "HTML beside text", [](body_part_t& d) { d.set_text_body("a", unset_string, unset_string, false); d.set_html_body("<p>"); },
+      "multipart/alternative[text/plain(1) text/html(3)]", "a" },
+    { "HTML instead of blank text", [](body_part_t& d) { d.set_text_body(" \n", unset_string, unset_string, false); d.set_html_body("<p>"); }, "text/html(3)", "<p>" },
+    { "text beside HTML", [](body_part_t& d) { d.set_html_body("<p>"); d.set_text_body("ab", unset_string, "<b>x", false); },
+      "multipart/alternative[text/plain(2) text/html(4)]", "ab" },
+    { "HTML dropped", [](body_part_t& d) { d.set_text_body("a", unset_string, "<p>", false); d.set_text_body("ab", unset_string, unset_string, false); }, "text/plain(2)", "ab" },
+    { "resource", [](body_part_t& d) { d.set_html_body("<p>"); d.add_related_part("a.png", "123"); }, "multipart/related[text/html(3) image/png(3)]", "<p>" },
+    { "resources first", [](body_part_t& d) { d.add_related_part("a.png", "123"); d.add_related_part("b", "12"); d.set_text_body("a", unset_string, "<p>", false); },
+      "multipart/alternative[text/plain(1) multipart/related[text/html(3) image/png(3) application/octet-stream(2)]]", "a" },
+    { "resource replaced", [](body_part_t& d) { d.set_html_body("<p>"); d.add_related_part("a.png", "123"); d.add_related_part("a.png", "1"); d.set_html_body("<b>x"); },
+      "multipart/related[text/html(4) image/png(1)]", "<b>x" },
+    { "attachment alone", [](body_part_t& d) { d.add_attachment("12", "a.pdf"); }, "multipart/mixed[text/plain(0) application/pdf(2)]", "" },
+    { "everything", [](body_part_t& d) {
+        d.set_html_body("<p>"); d.add_related_part("a.png", "123"); d.add_attachment("12", "a.pdf"); d.add_attachment("Subject: s\r\n\r\nb\r\n", "", "message/rfc822");
+        d.set_text_body("ab", unset_string, "<b>", false); },
+      "multipart/mixed[multipart/alternative[text/plain(2) multipart/related[text/html(3) image/png(3)]] application/pdf(2) message/rfc822[text/plain(2)]]", "ab" },
+    { "text changed under attachments", [](body_part_t& d) { d.set_text_body("a", unset_string, unset_string, false); d.add_attachment("1", "x"); d.set_text_body("ab", unset_string, unset_string, false); },
+      "multipart/mixed[text/plain(2) application/octet-stream(1)]", "ab" },
+    { "markdown", [](body_part_t& d) { d.set_text_body("*a*", "markdown", unset_string, false); d.add_attachment("1", "x"); d.set_text_body("*b*", "markdown", "<b>b</b>", false); },
+      "multipart/mixed[multipart/alternative[text/plain(3) text/html(8)] application/octet-stream(1)]", "*b*" },
+  };
+  for (auto const& row : rows) {
+    body_part_t draft;
+    draft.set_header("subject", "s");
+    row.fill(draft);
+    auto const message = sent(draft);
+    EXPECT_EQ(describe(*message), row.shape) << row.name;
+    EXPECT_EQ(message->text_body(false), row.text) << row.name;
+    EXPECT_EQ(draft.text_body(false), row.text) << row.name;
+    EXPECT_EQ(message->num_errors(), 0u) << row.name;
+    EXPECT_EQ(message->get_header("subject", ""), "s") << row.name;
+    // A saved draft is opened and changed on.
+    message->set_text_body("new", unset_string, "<i>new", false);
+    message->add_attachment("new", "new.bin");
+    auto const again = sent(*message);
+    EXPECT_EQ(again->text_body(false), "new") << row.name;
+    EXPECT_EQ(again->attachment_at_index(again->number_of_attachments() - 1).decoded_body(), "new") << row.name;
+    EXPECT_EQ(again->number_of_attachments(), std::string_view(row.shape).starts_with("multipart/mixed") ? draft.number_of_attachments() + 1 : 1) << row.name;
+  }
+}
+
+TEST(Content, DescribesAttachments) {
+  struct { char const* name; std::string file, type, bytes, content_type, disposition; } const rows[] = {
+    { "type by name", "a.jpg", "", "x", "image/jpeg; name=a.jpg", "attachment; filename=a.jpg" },
+    { "path", "/home/x/My \"best\" file.PDF", "", "x", "application/pdf; name=\"My \\\"best\\\" file.PDF\"", "attachment; filename=\"My \\\"best\\\" file.PDF\"" },
+    { "Windows path", "C:\\x\\a.txt", "", "x", "text/plain; name=a.txt", "attachment; filename=a.txt" },
+    { "UTF-8 text", "a.txt", "", "\xc3\xbc", "text/plain; charset=utf-8; name=a.txt", "attachment; filename=a.txt" },
+    { "other text", "a.txt", "", "\xfc", "application/octet-stream; name=a.txt", "attachment; filename=a.txt" },
+    { "line ends of its own", "a.csv", "text/csv", "a\r\nb\r", "text/csv; name=a.csv", "attachment; filename=a.csv" },
+    { "no multipart", "a", "multipart/mixed", "x", "application/octet-stream; name=a", "attachment; filename=a" },
+    { "no report", "a", "message/delivery-status", "x", "application/octet-stream; name=a", "attachment; filename=a" },
+    { "no type", "a", "nonsense", "x", "application/octet-stream; name=a", "attachment; filename=a" },
+    { "hostile type", "", "a/b\r\nX: y", "x", "application/octet-stream", "attachment" },
+    { "UTF-8 name", "\xc3\xbc.bin", "", "x", "application/octet-stream; name=\"\xc3\xbc.bin\"", "attachment; filename=\"\xc3\xbc.bin\"" },
+  };
+  for (auto const& row : rows) {
+    body_part_t draft;
+    body_part_t& part = draft.add_attachment(row.bytes, row.file, row.type);
+    EXPECT_EQ(part.get_header("content-type", ""), row.content_type) << row.name;
+    EXPECT_EQ(part.get_header("content-disposition", ""), row.disposition) << row.name;
+    auto const message = sent(draft);
+    EXPECT_EQ(message->attachment_at_index(0).decoded_body(), row.bytes) << row.name;
+    EXPECT_EQ(message->attachment_at_index(0).get_filename(), part.get_filename()) << row.name;
+  }
+  body_part_t draft;
+  temporary_folder_t const folder;
+  std::ofstream(folder.path() + "/\xc3\xbc.png", std::ios::binary) << "bytes";
+  EXPECT_EQ(draft.add_attachment(folder.path() + "/none"), nullptr);
+  EXPECT_FALSE(draft.is_multi_part());
+  ASSERT_NE(draft.add_attachment(folder.path() + "/\xc3\xbc.png"), nullptr);
+  EXPECT_EQ(draft.attachment_at_index(0).get_filename(), "\xc3\xbc.png");
+  EXPECT_EQ(draft.add_related_part("my logo.png", ""), "my_logo.png");
+}
+
+TEST(Content, ReadsTheTextOfMessages) {
+  struct { char const* name; char const* message; char const* expected; } const rows[] = {
+    { "plain before HTML", "Content-Type: multipart/alternative; boundary=b\n\n--b\nContent-Type: text/html\n\n<p>\n--b\n\nplain\n--b--\n", "plain" },
+    { "not the attached one", "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Disposition: attachment\n\nfile\n--b\n\ntext\n--b--\n", "text" },
+    { "not in a message", "Content-Type: message/rfc822\n\nSubject: a\n\ntext\n", "" },
+    { "image", "Content-Type: image/png\n\ntext\n", "" },
+  };
+  for (auto const& row : rows)
+    EXPECT_EQ(message_of(row.message)->text_body(false), row.expected) << row.name;
+  set_html_rendering({ [](body_part_t&) { return std::string("canonical"); }, {} });
+  auto const html = message_of("Content-Type: text/html\n\n<p>");
+  html->canonicalize_html();
+  set_html_rendering({});
+  EXPECT_EQ(html->text_body(true), "canonical");
+  EXPECT_EQ(html->text_body(false), "<p>");
+  EXPECT_EQ(body_part_t().text_body(true), "");
+}
+
+TEST(ContentDeathTest, StrictModeChecksFlowing) {
+  std::string const text = "trailing blanks \n" + std::string(40, 'a') + " " + std::string(40, 'b');
+  body_part_t draft;
+  draft.set_text_body(text, unset_string, unset_string, false);
+  EXPECT_DEATH({ preferences::set("PwStrictDebugMode", true); draft.set_text_body(text, unset_string, unset_string, false); },
+               "^Fatal: Could not flow/deflow 1-1: 98 != 97\n");
+}
+
+}  // namespace
+}  // namespace kel

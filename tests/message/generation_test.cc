@@ -1,0 +1,346 @@
+// Writing trees: what is copied, what is made anew, and what an enemy's message cannot do on the way.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <kel/preferences.h>
+#include <kelmime/application.h>
+#include <kelmime/body.h>
+#include <helpers/describe.h>
+
+namespace kel {
+namespace {
+
+using test::describe;
+using test::message_of;
+
+std::string written(body_part_t& part) {
+  std::vector<char> bytes;
+  part.generate_rfc822(std::back_inserter(bytes));
+  return { bytes.begin(), bytes.end() };
+}
+
+std::string written(body_part_t& part, void (body_part_t::*step)(message_inserter_t)) {
+  std::vector<char> bytes;
+  (part.*step)(std::back_inserter(bytes));
+  return { bytes.begin(), bytes.end() };
+}
+
+// All headers of the tree that were not set here, and all decoded leaves.
+std::string content_of(body_part_t& part) {
+  std::string text;
+  for (auto const& [name, value] : part.headers()) {
+    if (name[0] != '#' && name != "x-set")
+      text += name + ": " + value + "\n";
+  }
+  if (part.subparts().empty())
+    text += std::string(part.decoded_body()) + "\n";
+  for (body_part_t& child : part.subparts())
+    text += "--\n" + content_of(child);
+  return text;
+}
+
+TEST(Generation, KeepsWhatWasNotChanged) {
+  std::size_t count = 0;
+  for (auto const& entry : std::filesystem::recursive_directory_iterator(KELMIME_TEST_DATA "/messages")) {
+    if (entry.path().extension() != ".eml")
+      continue;
+    ++count;
+    std::ifstream file(entry.path(), std::ios::binary);
+    std::string const text{ std::istreambuf_iterator<char>(file), {} };
+    std::string cr_lf;
+    for (char const c : text)
+      cr_lf += c == '\n' ? "\r\n" : std::string(1, c);
+    for (std::string const& bytes : { text, cr_lf, text.substr(0, text.size() / 2) })
+      EXPECT_EQ(written(*message_of(bytes)), bytes) << entry.path();
+
+    auto const message = message_of(text);
+    message->set_header("x-set", "here");
+    std::string const first = written(*message);
+    EXPECT_EQ(written(*message), first) << entry.path();
+    auto const again = message_of(first);
+    EXPECT_EQ(describe(*again), describe(*message)) << entry.path();
+    EXPECT_EQ(content_of(*again), content_of(*message)) << entry.path();
+    EXPECT_EQ(again->get_header("x-set", ""), "here") << entry.path();
+  }
+  EXPECT_GE(count, 10u);
+}
+
+TEST(Generation, WritesABodyAsItCame) {
+  struct { char const* name; char const* headers; char const* body; } const rows[] = {
+    { "charset", "Content-Type: text/plain; charset=iso-8859-1\n", "Gr\xfc\xdf" "e\n" },
+    { "guessed charset", "Content-Type: text/plain\n", "Gr\xfc\xdf" "e, M\xe4nner\n" },
+    { "encoded", "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: quoted-printable\n", "Gr=fc=DFe=\n \n" },
+    { "unusual base64", "Content-Type: image/png\nContent-Transfer-Encoding: BASE64 (x)\n", "aGVs\nbG8=\ntrailing\n" },
+    { "uuencode", "Content-Type: application/x\nContent-Transfer-Encoding: x-uuencode\n", "begin 644 a\n#86)C\n`\nend\n" },
+    { "unknown encoding", "Content-Type: text/plain\nContent-Transfer-Encoding: x-mine\n", "a b\n" },
+    { "binary", "Content-Type: application/x\nContent-Transfer-Encoding: binary\n", "\x01\r\n\xff" },
+    { "flowed", "Content-Type: text/plain; format=flowed\n", "a \nb\n> c \n> d\n" },
+    { "data of a message type", "Content-Type: message/delivery-status\n", "Reporting-MTA: dns; a\n\nAction: failed\n" },
+    { "encoded message", "Content-Type: message/rfc822\nContent-Transfer-Encoding: base64\n", "U3ViamVjdDogYQoKYgo=" },
+    { "multipart without delimiters", "Content-Type: multipart/mixed; boundary=b\n", "no parts\n" },
+    { "multipart without boundary", "Content-Type: multipart/mixed\n", "--b\n\nx\n--b--\n" },
+  };
+  for (auto const& row : rows) {
+    auto const message = message_of(std::string(row.headers) + "\n" + row.body);
+    std::string const decoded(message->decoded_body());
+    message->set_header("subject", "new");
+    std::string const text = written(*message);
+    EXPECT_EQ(text.substr(text.find("\n\n") + 2), row.body) << row.name;
+    EXPECT_EQ(message_of(text)->decoded_body(), decoded) << row.name;
+  }
+}
+
+// What is written anew reads like before, under headers that fit it.
+TEST(Generation, WritesDecodedContentUnderHeadersThatFit) {
+  struct { char const* name; char const* message; char const* header; char const* value; char const* expected; } const rows[] = {
+    { "charset gone", "Content-Type: text/plain; charset=iso-8859-1\n\nGr\xfc\xdf" "e\n", "content-type", "text/plain",
+      "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: 8bit\n\nGr\xc3\xbc\xc3\x9f" "e\n" },
+    { "charset kept", "Content-Type: text/plain; charset=iso-8859-1; x=y\n\nGr\xfc\xdf" "e\n", "content-transfer-encoding", "quoted-printable",
+      "Content-Type: text/plain; charset=utf-8; x=y\nContent-Transfer-Encoding: quoted-printable\n\nGr=C3=BC=C3=9Fe\n" },
+    { "plain text", "\nabc\n", "content-type", "text/html", "Content-Type: text/html\n\nabc\n" },
+    { "flowed anew", "Content-Type: text/plain; format=flowed\n\na \nb\n", "content-transfer-encoding", "base64",
+      "Content-Type: text/plain; format=flowed\nContent-Transfer-Encoding: base64\n\nYSBiCg==" },
+    { "uuencode", "Content-Type: application/x\nContent-Transfer-Encoding: x-uuencode\n\nbegin 644 a\n#86)C\n`\nend\n", "content-transfer-encoding", "x-uuencode",
+      "Content-Type: application/x\nContent-Transfer-Encoding: base64\n\nYWJj" },
+    { "binary", "Content-Type: application/x\n\na\x01" "b", "content-transfer-encoding", "binary",
+      "Content-Type: application/x\nContent-Transfer-Encoding: binary\n\na\x01" "b" },
+    { "a name for data", "Content-Type: application/x\nContent-Transfer-Encoding: base64\n\nYW\nJj\n", "content-type", "application/x; name=a",
+      "Content-Type: application/x; name=a\nContent-Transfer-Encoding: base64\n\nYW\nJj\n" },
+  };
+  for (auto const& row : rows) {
+    auto const message = message_of(row.message);
+    message->set_header(row.header, row.value);
+    EXPECT_EQ(written(*message), row.expected) << row.name;
+  }
+}
+
+TEST(Generation, OrdersHeaders) {
+  auto const message = message_of("X-B: 1\nX-A: 2\nReceived: r1\nReceived: r2\nMIME-Version: 1.0\nBcc: b@x\nResent-From: c@x\n"
+                                  "Subject: s\nFrom: a@x\nContent-ID: <i>\nMessage-ID: <m>\n\nbody");
+  message->set_header("#flags", "seen");
+  message->add_header("security-generation-detail", "failed");
+  message->set_header("to", "z@x");
+  EXPECT_EQ(written(*message), "From: a@x\nTo: z@x\nBcc: b@x\nSubject: s\nMessage-ID: <m>\nMIME-Version: 1.0\nContent-ID: <i>\n"
+                               "Received: r1\nReceived: r2\nResent-From: c@x\nX-A: 2\nX-B: 1\n\nbody");
+  EXPECT_EQ(written(*message, &body_part_t::generate_rfc822_headers).find("\n\n"), std::string::npos);
+}
+
+TEST(Generation, PutsMultipartsTogether) {
+  struct { char const* name; char const* message; char const* expected; } const rows[] = {
+    { "preamble, no epilogue", "Content-Type: multipart/mixed; boundary=b\n\nhello\n--b\n\none\n--b\n\ntwo\n--b--\nbye\n", "hello\n--b\n\none\n--b\n\ntwo\n--b--\n" },
+    { "closing delimiter missing", "Content-Type: multipart/mixed; boundary=b\n\n--b\n\none", "\n--b\n\none\n--b--\n" },
+    { "no parts", "Content-Type: multipart/mixed; boundary=b\n\n--b--\n", "\n--b--\n" },
+    { "top level says base64", "Content-Type: multipart/mixed; boundary=b\nContent-Transfer-Encoding: base64\n\n--b\n\none\n--b--\n", "\n--b\n\none\n--b--\n" },
+  };
+  for (auto const& row : rows) {
+    auto const message = message_of(row.message);
+    message->set_header("x-set", "y");
+    EXPECT_EQ(written(*message, &body_part_t::generate_rfc822_body), row.expected) << row.name;
+  }
+  auto const emptied = message_of(rows[0].message);
+  emptied->set_header("#mime-preamble", unset_string);
+  emptied->clear_subparts();
+  EXPECT_EQ(written(*emptied, &body_part_t::generate_rfc822_body), "\n--b--\n");
+  // Inside, a container that was encoded is written decoded once it changes.
+  auto const encoded = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\nContent-Type: multipart/mixed; boundary=b\n"
+                                  "Content-Transfer-Encoding: base64\n\nCi0tYgoKb25lCi0tYi0tCg==\n--a--\n");
+  encoded->subpart(0).subpart(0).set_header("x-set", "y");
+  EXPECT_EQ(written(*encoded), "Content-Type: multipart/mixed; boundary=a\n\n\n--a\nContent-Type: multipart/mixed; boundary=b\n\n"
+                               "\n--b\nX-Set: y\n\none\n--b--\n\n--a--\n");
+}
+
+TEST(Generation, GivesANewBoundaryWhereTheContentHoldsTheOldOne) {
+  struct { char const* name; char const* boundary; char const* text; bool is_kept; } const rows[] = {
+    { "other lines", "b", "a--b\n--bc\n -- b\n", true },
+    { "delimiter line", "b", "a\n--b\nContent-Type: text/html\n\nforged", false },
+    { "closing delimiter", "b", "--b--\nforged", false },
+    { "blanks behind, which are encoded", "b", "--b-- \t\nforged", true },
+    { "no boundary", "", "a", false },
+    { "8-bit", "\xc3\xbc", "a", false },
+  };
+  for (auto const& row : rows) {
+    auto const message = message_of("Content-Type: multipart/mixed; boundary=\"" + std::string(row.boundary) + "\"; x=y\n\n--" + row.boundary + "\n\none\n--" + row.boundary + "--\n");
+    std::string const text = row.text;
+    message->insert_subpart(1, "text", "plain", unset_string, text.data(), text.data() + text.size(), false);
+    auto const again = message_of(written(*message));
+    EXPECT_EQ(again->num_subparts(), message->num_subparts()) << row.name;
+    EXPECT_EQ(again->subpart(again->num_subparts() - 1).decoded_body(), message->subpart(message->num_subparts() - 1).decoded_body()) << row.name;
+    EXPECT_EQ(again->get_header("content-type.parameter.split.boundary", "") == row.boundary, row.is_kept) << row.name;
+    EXPECT_NE(again->get_header("content-type", "").find("x=y"), std::string::npos) << row.name;
+  }
+  // Only the outer one of two equal boundaries is in the way.
+  auto const nested = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\none\n--b--\n--a--\n");
+  nested->set_header("content-type", "multipart/mixed; boundary=b");
+  EXPECT_EQ(describe(*message_of(written(*nested))), "multipart/mixed[multipart/mixed[text/plain(3)]]");
+}
+
+TEST(Generation, NoticesChangesFarBelow) {
+  auto const message = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\nContent-Type: message/rfc822\n\nSubject: in\n\nbody\n--a\n\nkept \n--a--\nend\n");
+  message->subpart(0).subpart(0).set_header("subject", "out");
+  EXPECT_TRUE(message->can_be_written());
+  EXPECT_EQ(written(*message), "Content-Type: multipart/mixed; boundary=a\n\n\n--a\nContent-Type: message/rfc822\n\nSubject: out\n\nbody\n--a\n\nkept \n--a--\n");
+  message->generate_rfc822();
+  EXPECT_FALSE(message->has_changed());
+  EXPECT_EQ(message->subpart(0).subpart(0).get_header("subject", ""), "out");
+}
+
+TEST(Generation, DropsBodiesThatItCannotMake) {
+  for (char const* const subtype : { "partial", "rfc822" }) {
+    std::string const text = "Subject: s\n\nbody";
+    body_part_t part;
+    part.set_body("message", subtype, unset_string, text.data(), text.data() + text.size(), false);
+    part.clear_subparts();
+    EXPECT_EQ(written(part, &body_part_t::generate_rfc822_body), "") << subtype;
+  }
+  body_part_t unfilled;
+  unfilled.add_header("subject", "s");
+  EXPECT_EQ(written(unfilled), "Subject: s\n\n");
+}
+
+TEST(Generation, WritesTheEntityToSign) {
+  auto const message = message_of("Subject: s\nContent-Disposition: inline\nContent-Type: text/plain;\n charset=us-ascii\nContent-Transfer-Encoding: 7bit\n\nbody \n");
+  std::string const expected = "Content-Type: text/plain; charset=us-ascii\nContent-Transfer-Encoding: 7bit\nContent-Disposition: inline\n\nbody \n";
+  EXPECT_EQ(written(*message, &body_part_t::generate_rfc822_body_with_headers), expected);
+  message->set_header("subject", "t");
+  EXPECT_EQ(written(*message, &body_part_t::generate_rfc822_body_with_headers), expected);
+  auto const parts = message_of("Content-Type: multipart/mixed; boundary=b\n\n--b\n\none\n--b--\nend");
+  EXPECT_EQ(written(*parts, &body_part_t::generate_rfc822_body_with_headers), parts->raw_data());
+}
+
+TEST(Generation, ReplacesTheNewestResending) {
+  std::string const rest = "Received: r\nResent-To: first@x\nSubject: =?utf-8?q?s?=\nX-Long: as\n it came\n\nbody \n";
+  struct { char const* name; char const* before; } const rows[] = {
+    { "never resent", "" },
+    { "resent before", "Resent-To: old@x\nResent-Bcc: hidden@x\nResent-From: o@x\n" },
+    { "folded", "Resent-From: o@x\nResent-To: old@x,\n\tolder@x\n" },
+  };
+  for (auto const& row : rows) {
+    std::string const text = row.before + rest;
+    auto const message = message_of(text);
+    EXPECT_EQ(written(*message), text) << row.name;
+    message->set_header("resent-from", "me@x");
+    message->set_header("resent-to", "you@x");
+    message->set_header("resent-bcc", unset_string);
+    message->set_header("resent-message-id", "<i@x>");
+    message->set_header("resent-date", "Mon, 01 Jan 2024 00:00:00 +0000");
+    EXPECT_EQ(written(*message), "Resent-From: me@x\nResent-To: you@x\nResent-Date: Mon, 01 Jan 2024 00:00:00 +0000\nResent-Message-Id: <i@x>\n" + rest) << row.name;
+    message->touch(1704067200);
+    EXPECT_NE(written(*message).find("\nResent-Date: Mon, 01 Jan 2024 "), std::string::npos) << row.name;
+    EXPECT_TRUE(written(*message).ends_with(rest)) << row.name;
+  }
+}
+
+TEST(Generation, DatesMessages) {
+  body_part_t draft;
+  draft.set_header("from", "a@x.example");
+  draft.touch(1704067200);
+  EXPECT_TRUE(draft.get_header("date", "").starts_with("Mon, 01 Jan 2024 ") || draft.get_header("date", "").starts_with("Sun, 31 Dec 2023 "));
+  EXPECT_EQ(draft.get_header("date", "").find_last_of("+-"), draft.get_header("date", "").size() - 5);
+  for (char const* const name : { "date", "#date", "#date-received", "#date-sent", "message-id" })
+    EXPECT_TRUE(draft.did_update_header(name)) << name;
+  std::string const id = draft.get_header("message-id", "");
+  EXPECT_EQ(id.size(), 1u + 36 + std::string_view("@x.example>").size());
+  EXPECT_TRUE(id.ends_with("@x.example>"));
+  draft.generate_message_id(/*force*/ false);
+  EXPECT_EQ(draft.get_header("message-id", ""), id);
+  draft.touch(0);
+  EXPECT_NE(draft.get_header("message-id", ""), id) << "each stamping has its own";
+
+  for (char const* const date : { "Fri, 01 Jan 2100 00:00:00 +0000", "no date" }) {
+    draft.set_header("date", date);
+    draft.touch(0);
+    EXPECT_EQ(draft.get_header("date", "") == date, std::string_view(date) != "no date") << "an appointed date is kept";
+  }
+}
+
+TEST(Generation, KeepsTheEncodingOfMultipartsTrue) {
+  auto const message = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\none\n--b--\n--a--\n");
+  body_part_t& leaf = message->subpart(0).subpart(0);
+  leaf.set_header("content-transfer-encoding", "8bit");
+  leaf.update_mime_encoding();
+  EXPECT_FALSE(message->exists_header("content-transfer-encoding"));
+  for (char const* const encoding : { "8bit", "" }) {
+    leaf.set_header("content-transfer-encoding", encoding);
+    message->subpart(0).update_mime_encoding();
+    EXPECT_EQ(message->subpart(0).get_header("content-transfer-encoding", ""), encoding);
+    EXPECT_EQ(message->get_header("content-transfer-encoding", ""), encoding);
+  }
+}
+
+TEST(Generation, AddsAPreamblePartOnce) {
+  body_part_t draft;
+  draft.set_body("multipart", "mixed", "x=y", nullptr, nullptr, false);
+  for (int i = 0; i < 2; ++i)
+    draft.insert_mime_preamble_body_part();
+  EXPECT_EQ(describe(draft), "multipart/mixed[text/plain(0)]");
+  EXPECT_EQ(draft.subpart(0).parent(), &draft);
+  auto const parsed = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\n\none\n--a--\n");
+  parsed->decode_body();
+  parsed->insert_mime_preamble_body_part();
+  EXPECT_EQ(describe(*parsed), "multipart/mixed[text/plain(3) text/plain(0)]");
+}
+
+TEST(Generation, GroupsMarkdownByItsReferences) {
+  struct { char const* subtype; char const* text; bool is_first_known; bool is_second_known; char const* expected; } const rows[] = {
+    { "mixed", "![](cid:a@x) ![](cid:b@x)", true, true, "multipart/related" },
+    { "mixed", "![](cid:a@x)", true, true, "multipart/mixed" },
+    { "related", "![](cid:b@x)", true, true, "multipart/mixed" },
+    { "related", "![](cid:a@x) ![](cid:b@x)", true, true, "multipart/related" },
+    { "mixed", "nothing attached", false, false, "multipart/related" },
+    { "alternative", "nothing attached", false, false, "multipart/alternative" },
+  };
+  for (auto const& row : rows) {
+    body_part_t draft;
+    draft.set_body("multipart", row.subtype, unset_string, nullptr, nullptr, false);
+    std::string const text = row.text;
+    draft.insert_subpart(0, "text", "plain", "markup=markdown", text.data(), text.data() + text.size(), false);
+    if (row.is_first_known)
+      draft.insert_subpart(1, "image", "png", unset_string, "a", "a", false).set_header("content-id", "<a@x>");
+    if (row.is_second_known)
+      draft.insert_subpart(2, "image", "png", unset_string, "a", "a", false).set_header("content-id", "<b@x>");
+    EXPECT_EQ(message_of(written(draft))->mime_type(), row.expected) << row.subtype << ": " << row.text;
+  }
+}
+
+TEST(Generation, NoValueAddsALine) {
+  auto const hostile = message_of("Subject: =?utf-8?q?a=0D=0AX-Evil:_1=0A=0Abody?=\nTo: =?utf-8?b?YQ0KWC1FdmlsOiAxDQo=?= <a@x>\nContent-Type: text/plain; name*=utf-8''a%0aX-Evil:%201\n\nbody");
+  hostile->set_header("x-set", "b\r\nX-Evil: 1\n\nbody");
+  hostile->set_header("x-nul", std::string("a\0\nX-Evil: 1", 12));
+  hostile->set_header("x-name\nX-Evil", "1");
+  hostile->set_header("in-reply-to", "<a>\n\n--b\nX-Evil: 1");
+  std::string const text = written(*hostile);
+  EXPECT_EQ(text.find("\nX-Evil"), std::string::npos) << text;
+  EXPECT_TRUE(text.ends_with("\n\nbody")) << text;
+  EXPECT_EQ(text.find("\n\n"), text.size() - 6) << text;
+  EXPECT_EQ(message_of(text)->headers().size(), 7u) << text;  // with "#date-received"
+
+  body_part_t draft;
+  draft.set_text_body("text", unset_string, unset_string, false);
+  draft.add_attachment("bytes", "a\"\r\nX-Evil: 1\r\n\r\n--b", "application/x");
+  draft.set_header("content-type", "multipart/mixed; boundary=\"b\r\nX-Evil: 1\"");
+  EXPECT_EQ(written(draft).find("\nX-Evil"), std::string::npos) << written(draft);
+  EXPECT_EQ(message_of(written(draft))->num_subparts(), 2u) << written(draft);
+}
+
+TEST(GenerationDeathTest, SealedPartsHaveTwoChildren) {
+  for (std::string const subtype : { "signed", "encrypted" }) {
+    for (int const count : { 0, 1, 2, 3 }) {
+      std::string text = "Content-Type: multipart/" + subtype + "; boundary=b\n\n";
+      for (int i = 0; i < count; ++i)
+        text += "--b\n\nx\n";
+      auto const message = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\n" + text + "--b--\n--a--\n");
+      EXPECT_TRUE(message->can_be_written()) << "as it came";
+      EXPECT_EQ(written(*message), message->raw_data());
+      message->subpart(0).set_header("x-set", "y");
+      EXPECT_EQ(message->can_be_written(), count == 2);
+      if (count != 2) {
+        EXPECT_DEATH(written(*message), "Fatal: Unexpected number of bodyparts \\(" + std::to_string(count) + "\\) when generating for multipart/" + subtype + "\\.\n");
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kel
