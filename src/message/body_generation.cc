@@ -15,6 +15,7 @@
 #include <ctime>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 #include <kel/ascii.h>
 #include <kel/date.h>
@@ -30,7 +31,7 @@
 #include <kelmime/rfc822_date_parser.h>
 #include <message/boundary.h>
 #include <message/delimiter_index.h>
-#include <message/message_bytes.h>
+#include <message/multipart.h>
 
 namespace kel {
 
@@ -100,23 +101,29 @@ char const* end_of_resent_block(char const* line, char const* end) {
 
 }  // namespace
 
-// One run of the writer. It notes each multipart that it puts together: after the run it is certain whether the content of
-// one holds its delimiter line.
+// One run of the writer. It notes each multipart that it puts together, since only after the run it is certain whether a
+// reader will find the same children: their content may hold the delimiter line.
 struct body_part_t::writing_t {
+  using offsets_t = std::pair<std::size_t, std::size_t>;  // in `out`
+
   struct written_multipart_t {
     body_part_t* part;
-    std::size_t begin;  // offsets in `out`
-    std::size_t end;
-    std::size_t delimiters;  // that belong there
     std::string boundary;
+    std::vector<offsets_t> children;
+    offsets_t body;
   };
 
   void text(std::string_view bytes) { append(bytes, out); }
 
-  bool is_ambiguous(delimiter_index_t const& index, written_multipart_t const& multipart) const {
-    char const* const begin = out.data() + multipart.begin;
-    char const* const end = out.data() + multipart.end;
-    return index.candidates(begin, end, "--" + multipart.boundary).size() > multipart.delimiters;
+  bool is_read_as_written(delimiter_index_t const& index, written_multipart_t const& multipart) const {
+    char const* const begin = out.data();
+    auto const ranges = parse_subparts(begin + multipart.body.first, begin + multipart.body.second, multipart.boundary,
+                                       /*errors*/ nullptr, index);
+    auto const is_child = [&](range_t const& range, offsets_t const& child) {
+      return range.begin == begin + child.first && range.end == begin + child.second;
+    };
+    return ranges.size() == multipart.children.size() + 2 &&
+           std::equal(ranges.begin() + 1, ranges.end() - 1, multipart.children.begin(), is_child);
   }
 
   // The parts that need another boundary. One index of the dash lines serves all levels.
@@ -126,7 +133,7 @@ struct body_part_t::writing_t {
       return found;
     delimiter_index_t const index(out.data() + start, out.data() + out.size());
     for (written_multipart_t const& multipart : multiparts) {
-      if (is_ambiguous(index, multipart))
+      if (!is_read_as_written(index, multipart))
         found.push_back(multipart.part);
     }
     return found;
@@ -158,20 +165,18 @@ bool body_part_t::is_body_untouched() const {
 
 // --- One run -----------------------------------------------------------------------------------------------------
 
-// Writes, and again with new boundaries where the content of a multipart held its delimiter line.
+// Writes, and once more with new boundaries where the content of a multipart held its delimiter line.
 void body_part_t::generate(message_inserter_t inserter, step_t step) {
-  std::vector<char>& out = container_of(inserter);
-  std::size_t const start = out.size();
-  for (;;) {
-    writing_t writing{ out, start };
-    (this->*step)(writing);
-    auto const ambiguous = writing.ambiguous_multiparts();
-    if (ambiguous.empty())
-      return;
-    for (body_part_t* const part : ambiguous)
-      part->renew_boundary();
-    out.resize(start);
-  }
+  writing_t writing{ container_of(inserter), container_of(inserter).size() };
+  (this->*step)(writing);
+  auto const ambiguous = writing.ambiguous_multiparts();
+  if (ambiguous.empty())
+    return;
+  for (body_part_t* const part : ambiguous)
+    part->renew_boundary();
+  writing.out.resize(writing.start);
+  writing.multiparts.clear();
+  (this->*step)(writing);
 }
 
 void body_part_t::generate_rfc822(message_inserter_t out) {
@@ -408,15 +413,19 @@ void body_part_t::write_text(writing_t& writing) {
 
 void body_part_t::write_multipart(writing_t& writing) {
   std::string const boundary = get_header("content-type.parameter.split.boundary", "");
-  std::size_t const begin = writing.out.size();
+  writing_t::written_multipart_t written{ this, boundary, {}, { writing.out.size(), 0 } };
   if (auto const preamble = _headers.find("#mime-preamble"); preamble != _headers.end())
     writing.text(preamble->second);
   for (body_part_t& child : _subparts) {
     writing.text("\n--" + boundary + "\n");
+    std::size_t const begin = writing.out.size();
     child.write(writing);
+    written.children.emplace_back(begin, writing.out.size());
   }
   writing.text("\n--" + boundary + "--\n");
-  writing.multiparts.push_back({ this, begin, writing.out.size(), _subparts.size() + 1, boundary });
+  written.body.second = writing.out.size();
+  if (!_subparts.empty())
+    writing.multiparts.push_back(std::move(written));
 }
 
 // --- Identity and date -------------------------------------------------------------------------------------------
