@@ -27,6 +27,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <functional>
+#include <initializer_list>
 #include <iterator>
 #include <list>
 #include <map>
@@ -459,7 +460,10 @@ private:
 
   void dump_headers(std::size_t indent) const;
 
+  body_part_t& adopt(body_part_t& child);
+  void change_subparts();
   void store_deleted(body_part_t& child);
+  std::shared_ptr<std::vector<char>> body_for_another_part();
 
   struct writing_t;
   using step_t = void (body_part_t::*)(writing_t&);

@@ -65,7 +65,7 @@ TEST(BodyPart, SetsHeaders) {
   message->set_header("#flags", "");
   message->set_header("#root-body-part", "1");
   message->set_header("#parse-error", "");
-  EXPECT_FALSE(message->get_updated_headers().contains("##tags"));
+  EXPECT_FALSE(message->did_update_header("##tags"));
   EXPECT_TRUE(message->exists_header("##tags") && message->exists_header("#flags"));
   EXPECT_FALSE(message->exists_header("#parse-error"));
   EXPECT_TRUE(message->has_changed()) << "#flags";
