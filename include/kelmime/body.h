@@ -338,8 +338,8 @@ public:
   body_part_t* add_attachment(std::string const& path);
 
   // Adds a resource that the HTML shows, such as an image, and returns the identifier by which it does: "cid:" and this.
-  // It is the name, as far as that may stand in an identifier. A resource of the same name is replaced. Before there is
-  // HTML the resource waits for it.
+  // It is the name, as far as that may stand in an identifier; of a path only the last component counts. A resource of
+  // the same name is replaced. Before there is HTML the resource waits for it.
   std::string add_related_part(std::string const& name, std::string_view bytes);
 
   // The text of the message: that of a text part, of a multipart that of its first text, plain before HTML. With

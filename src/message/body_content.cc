@@ -305,9 +305,10 @@ body_part_t* body_part_t::add_attachment(std::string const& path) {
 }
 
 std::string body_part_t::add_related_part(std::string const& name, std::string_view bytes) {
-  _related_parts[name] = bytes;
-  attach_related(content_part(), name, bytes);
-  return identifier_of(name);
+  std::string const file_name = file_name_of(name);
+  _related_parts[file_name] = bytes;
+  attach_related(content_part(), file_name, bytes);
+  return identifier_of(file_name);
 }
 
 std::string body_part_t::text_body(bool canonical) {
@@ -376,12 +377,10 @@ void body_part_t::attach_related(body_part_t& content, std::string const& name, 
   if (!part)
     part = &group->push_body_part();
   group->content_changed();
-  std::string const file_name = file_name_of(name);
-  auto const [type, subtype] = sendable_type("", file_name, bytes);
-  part->set_body(type, subtype, header::parameter_text("name", file_name), bytes.data(), bytes.data() + bytes.size(),
-                 false);
+  auto const [type, subtype] = sendable_type("", name, bytes);
+  part->set_body(type, subtype, header::parameter_text("name", name), bytes.data(), bytes.data() + bytes.size(), false);
   part->set_header("content-id", id);
-  part->set_header("content-disposition", "inline; " + header::parameter_text("filename", file_name));
+  part->set_header("content-disposition", "inline; " + header::parameter_text("filename", name));
 }
 
 // Makes this part a multipart whose only child is what it was.

@@ -188,7 +188,7 @@ TEST(Content, DescribesAttachments) {
   EXPECT_FALSE(draft.is_multi_part());
   ASSERT_NE(draft.add_attachment(folder.path() + "/\xc3\xbc.png"), nullptr);
   EXPECT_EQ(draft.attachment_at_index(0).get_filename(), "\xc3\xbc.png");
-  EXPECT_EQ(draft.add_related_part("my logo.png", ""), "my_logo.png");
+  EXPECT_EQ(draft.add_related_part("/x/my logo.png", ""), "my_logo.png");
 }
 
 TEST(Content, ReadsTheTextOfMessages) {
