@@ -1,7 +1,9 @@
 // A finished message made fit for narrow transports: headers in ASCII, no long lines.
 //
 // All of these take the bytes of a whole message or body part with bare line feeds, never fail, and leave alone what needs
-// no change.
+// no change, byte for byte. They look into what a tree of the message would unfold: multiparts and message/rfc822, nested at
+// most `limits::nested_levels` deep, unless they have a transfer encoding that had to be undone. A signature over what they
+// change is no longer valid.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +16,13 @@ namespace kel {
 // Whether a header block of the message, or of a part or message inside it, holds a byte of 0x80 or more.
 KELMIME_EXPORT bool needs_header_encoding(char const* first, char const* last);
 
-// Appends the message with every such header block written anew, its values encoded (RFC 2047, RFC 2231, RFC 5891) and
-// folded. Bodies and all other blocks stay as they are. Parts inside an encoded container are not looked into.
+// Appends the message with every such header block written anew, see `generate_rfc822_header`: values are encoded (RFC 2047,
+// RFC 2231, RFC 5891) and folded, and mean what they meant. Lines of the block that are no headers are left out. Values that
+// are not UTF-8 are read as the tree reads them. Bodies and all other blocks stay as they are.
+//
+//    std::string narrow;
+//    if (kel::needs_header_encoding(message.begin(), message.end()))
+//      kel::encode_headers(message.begin(), message.end(), std::back_inserter(narrow));
 template <byte_inserter Out>
 KELMIME_EXPORT Out encode_headers(char const* first, char const* last, Out out);
 
@@ -23,7 +30,9 @@ KELMIME_EXPORT Out encode_headers(char const* first, char const* last, Out out);
 KELMIME_EXPORT std::size_t max_line_length(char const* first, char const* last);
 
 // Appends the message with those leaf bodies quoted-printable that have a line of more than 256 bytes, and answers whether
-// there was one. A body that does not decode is encoded as it stands.
+// there was one. They decode to the same bytes as before; a body with an encoding that is not known is encoded as it stands.
+// Long lines stay in headers, between the parts of a multipart, and in parts that RFC 2046 wants unencoded: multiparts
+// without parts and the subtypes of message.
 template <byte_inserter Out>
 KELMIME_EXPORT bool reencode(char const* first, char const* last, Out out);
 
