@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <header/encoded_words.h>
 #include <kel/ascii.h>
 #include <kelmime/encoded_word.h>
 #include <kelmime/encoding.h>
@@ -73,7 +74,8 @@ private:
 };
 
 // Behind the last of the words that begin at `first`, where one that needs encoding begins, and all need encoding. Other
-// white space than spaces is no word, since it would be lost between two encoded words.
+// white space than spaces is no word, since it would be lost between two encoded words; nor does it end the last one, since
+// values are decoded before they are unfolded, and a line feed behind a tab is unfolded to nothing.
 char const* end_of_encoded_run(char const* first, char const* last, trouble_finder_t& troubles) {
   char const* run_end = first;
   for (;;) {
@@ -83,14 +85,15 @@ char const* end_of_encoded_run(char const* first, char const* last, trouble_find
     if (troubles.next(word) >= word_end)
       return run_end;
     run_end = word_end;
+    while (ascii::is_space(run_end[-1]))
+      --run_end;
   }
 }
 
 // The range as encoded words, whatever it holds.
 template <byte_inserter Out>
-void append_encoded(char const* first, char const* last, Out out) {
+void append_encoded(char const* first, char const* last, bool is_base64, Out out) {
   std::string_view const charset = charset_of(first, last);
-  bool const is_base64 = which_mime_encoding(first, last) == "base64";
   std::string opening = "=?";
   opening.append(charset).append(is_base64 ? "?b?" : "?q?");
   std::size_t const limit = 58 - charset.size();
@@ -108,7 +111,28 @@ void append_encoded(char const* first, char const* last, Out out) {
   }
 }
 
+template <byte_inserter Out>
+void append_encoded(char const* first, char const* last, Out out) {
+  append_encoded(first, last, which_mime_encoding(first, last) == "base64", out);
+}
+
+// Whether a "q" word would become much longer than it should, since it never ends inside a run of 8-bit bytes.
+bool holds_long_high_run(std::string_view text) {
+  constexpr std::ptrdiff_t longest_run = 15;
+  return std::search_n(text.begin(), text.end(), longest_run + 1, true,
+                       [](char c, bool wanted) { return is_high(c) == wanted; }) != text.end();
+}
+
 }  // namespace
+
+std::string in_encoded_words(std::string_view text) {
+  char const* const first = text.data();
+  char const* const last = first + text.size();
+  bool const is_base64 = holds_long_high_run(text) || which_mime_encoding(first, last) == "base64";
+  std::string words;
+  append_encoded(first, last, is_base64, std::back_inserter(words));
+  return words;
+}
 
 template <byte_inserter Out>
 std::string utf8_to_encoded_ascii(char const* first, char const* last, Out out) {

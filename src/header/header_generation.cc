@@ -5,12 +5,16 @@
 #include <string_view>
 
 #include <base/fatal.h>
+#include <header/encoded_words.h>
+#include <header/written_addresses.h>
+#include <header/written_parameters.h>
 #include <header/written_value.h>
 #include <kel/application.h>
 #include <kel/ascii.h>
 #include <kel/preferences.h>
 #include <kel/text.h>
 #include <kelmime/header_parser.h>
+#include <kelmime/header_parsers.h>
 #include <kelmime/headers.h>
 #include <kelmime/unset.h>
 
@@ -41,6 +45,43 @@ bool is_dot_atom(std::string_view text) {
   }
 }
 
+constexpr std::size_t soft_limit = 78;
+constexpr std::size_t hard_limit = 998;
+
+std::string folded(std::string const& line) {
+  std::string text;
+  header_parser::wrap(line.begin(), line.end(), std::back_inserter(text), soft_limit, hard_limit);
+  return text;
+}
+
+bool holds_too_long_line(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    std::size_t const end = std::min(text.find('\n', at), text.size());
+    if (end - at > hard_limit)
+      return true;
+    at = end + 1;
+  }
+  return false;
+}
+
+bool is_structured(std::string_view name) {
+  return holds_addresses(name) || header::holds_parameters(name);
+}
+
+// Whether any word of a header may be an encoded word, as far as the registry knows.
+bool is_free_text(std::string const& name) {
+  return !is_structured(name) && !field_parsers_init::field_parser_for_field_path({ name, "split" });
+}
+
+std::string header_text(std::string const& name, std::string const& value, bool encode) {
+  std::string const written = written_value(name, value, encode);
+  // A structured value is in ASCII by now, and its encoded words must not be encoded once more.
+  std::string const text = folded(construct_header_line(name, written, encode && !is_structured(name)));
+  if (!encode || !holds_too_long_line(text) || !is_free_text(name))
+    return text;
+  return folded(construct_header_line(name, in_encoded_words(written), false));
+}
+
 }  // namespace
 
 template <byte_inserter Out>
@@ -53,9 +94,9 @@ Out generate_rfc822_header(std::string const& name, std::string const& value, bo
   std::string const lower_name = text::lowercase(name);
   if (!is_header_name(lower_name) || lower_name == "security-generation-detail")
     return out;
-  std::string const line = construct_header_line(lower_name, written_value(lower_name, value, encode), encode);
-  header_parser::wrap(line.begin(), line.end(), out, 78, 998);
-  *out++ = '\n';
+  std::string const text = header_text(lower_name, value, encode) + "\n";
+  auto& container = container_of(out);
+  container.insert(container.end(), text.begin(), text.end());
   return out;
 }
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <header/escaped.h>
 #include <kel/ascii.h>
-#include <kelmime/bytes.h>
 
 namespace kel::header {
 
@@ -71,7 +71,8 @@ std::string with_new_texts(std::string_view value, std::vector<written_parameter
       continue;
     std::size_t const begin = static_cast<std::size_t>(written[i].text.data() - value.data());
     std::string_view const before = value.substr(copied, begin - copied);
-    result.append(texts[i]->empty() ? without_semicolon(before) : before).append(*texts[i]);
+    result += texts[i]->empty() ? without_semicolon(before) : before;
+    result.append(before.ends_with(';') && !texts[i]->empty() ? " " : "").append(*texts[i]);
     copied = begin + written[i].text.size();
     if (lacks_semicolon(value.substr(copied)))
       result += ';';
@@ -107,13 +108,7 @@ std::string parameter_text(std::string_view name, std::string_view text) {
   std::string result = std::string(name) + "=";
   if (!text.empty() && std::ranges::all_of(text, is_token_byte))
     return result.append(text);
-  result += '"';
-  for (char const c : text) {
-    if (c == '"' || c == '\\')
-      result += '\\';
-    result += c;
-  }
-  return result += '"';
+  return result + '"' + escaped(text) + '"';
 }
 
 }  // namespace kel::header

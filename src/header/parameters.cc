@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include <header/escaped.h>
 #include <header/parameter_editing.h>
 #include <kel/ascii.h>
 #include <kel/text.h>
@@ -424,13 +425,7 @@ std::string normal_parameters(std::string_view value) {
   for (auto const& [name, parameter] : parse_structured_value(value).parameters) {
     if (!text.empty())
       text += "; ";
-    text.append(name).append("=\"");
-    for (char const c : parameter) {
-      if (c == '"' || c == '\\')
-        text += '\\';
-      text += c;
-    }
-    text += '"';
+    text.append(name).append("=\"").append(escaped(parameter)).append("\"");
   }
   return text;
 }

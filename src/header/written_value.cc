@@ -2,13 +2,20 @@
 
 #include <algorithm>
 
+#include <header/written_addresses.h>
+#include <header/written_parameters.h>
+
 namespace kel {
 
-std::string written_value(std::string_view, std::string_view value, bool) {
-  std::string result(value);
+std::string written_value(std::string_view name, std::string_view value, bool encode) {
+  std::string text(value);
   std::ranges::replace_if(
-      result, [](char c) { return c == '\r' || c == '\n' || c == '\0'; }, ' ');
-  return result;
+      text, [](char c) { return c == '\r' || c == '\n' || c == '\0'; }, ' ');
+  if (holds_addresses(name))
+    return written_addresses(text, encode);
+  if (header::holds_parameters(name))
+    return header::with_written_parameters(text, encode);
+  return text;
 }
 
 }  // namespace kel
