@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace kel {
 
@@ -89,30 +90,42 @@ private:
 
 // --- Base64 ------------------------------------------------------------------------------------------------------
 
-char base_64_digit(std::uint32_t group, int shift) {
-  return base_64_alphabet[group >> shift & 63];
+// The two digits of every 12 bits, so that three bytes take two looks.
+constexpr auto base_64_digits = [] {
+  std::array<std::array<char, 2>, 1 << 12> table{};
+  for (std::size_t bits = 0; bits < table.size(); ++bits)
+    table[bits] = { base_64_alphabet[bits >> 6], base_64_alphabet[bits & 63] };
+  return table;
+}();
+
+// The digits of a group of three bytes, the first one in the highest bits.
+void write_base_64_group(std::uint32_t group, char* at) {
+  std::memcpy(at, base_64_digits[group >> 12].data(), 2);
+  std::memcpy(at + 2, base_64_digits[group & 0xFFF].data(), 2);
 }
 
 void encode_base64_range(char const* cursor, char const* last, output_t& out) {
-  for (; last - cursor >= 3; cursor += 3) {
-    std::uint32_t const group = std::uint32_t{ byte_value(cursor[0]) } << 16 |
-                                std::uint32_t{ byte_value(cursor[1]) } << 8 | byte_value(cursor[2]);
-    char* const at = out.room(4);
-    at[0] = base_64_digit(group, 18);
-    at[1] = base_64_digit(group, 12);
-    at[2] = base_64_digit(group, 6);
-    at[3] = base_64_digit(group, 0);
-    out.advance_to(at + 4);
+  while (last - cursor >= 3) {
+    char* at = out.room(4);
+    auto const groups = std::min((last - cursor) / 3, (out.room_end() - at) / 4);
+    for (char const* const end = cursor + 3 * groups; cursor != end; cursor += 3, at += 4) {
+      write_base_64_group(std::uint32_t{ byte_value(cursor[0]) } << 16 | std::uint32_t{ byte_value(cursor[1]) } << 8 |
+                              byte_value(cursor[2]),
+                          at);
+    }
+    out.advance_to(at);
   }
   if (cursor == last)
     return;
   bool const has_second = last - cursor == 2;
-  std::uint32_t const group =
-      std::uint32_t{ byte_value(cursor[0]) } << 16 | (has_second ? std::uint32_t{ byte_value(cursor[1]) } << 8 : 0);
-  out.append(base_64_digit(group, 18));
-  out.append(base_64_digit(group, 12));
-  out.append(has_second ? base_64_digit(group, 6) : '=');
-  out.append('=');
+  char* const at = out.room(4);
+  write_base_64_group(
+      std::uint32_t{ byte_value(cursor[0]) } << 16 | (has_second ? std::uint32_t{ byte_value(cursor[1]) } << 8 : 0),
+      at);
+  if (!has_second)
+    at[2] = '=';
+  at[3] = '=';
+  out.advance_to(at + 4);
 }
 
 void encode_base64_lines(char const* cursor, char const* last, output_t& out) {
