@@ -55,7 +55,7 @@ void write_encoded_headers(scanned_part_t const& part, Out out) {
 
 // Whether the line feeds of a body are line ends, which every system may write in its own way.
 bool has_lines(scanned_part_t const& part, std::string_view body) {
-  return part.type == "text" && body.find_first_of(std::string_view("\r\0", 2)) == body.npos;
+  return part.type == "text" && body.find('\r') == body.npos && body.find('\0') == body.npos;
 }
 
 // A line feed that is no line end, and a blank at the very end, would not survive every reader.
