@@ -204,8 +204,7 @@ public:
   body_part_t& insert_subpart(std::size_t index, std::string const& type, std::string const& subtype,
                               std::string const& parameters, char const* begin, char const* end, bool flow);
 
-  // Appends an empty child, to be filled by `init` or by setting its content before anything is asked of it. The raw
-  // bytes are kept.
+  // Appends an empty child, to be filled by setting its content before anything is asked of it. The raw bytes are kept.
   body_part_t& push_body_part();
 
   // Appends a child that takes over and parses the bytes; `data` is left empty. The raw bytes are kept: a message whose

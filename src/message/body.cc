@@ -492,6 +492,8 @@ void body_part_t::adopt_subparts() {
     child._parent = this;
     child.adopt_subparts();
   }
+  for (auto& [id, deleted] : _deleted_subparts)
+    deleted.detach();
 }
 
 std::string body_part_t::get_signature_range() const {

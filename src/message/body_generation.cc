@@ -333,8 +333,7 @@ void body_part_t::prepare_container_headers(std::string const& encoding) {
   bool const is_stated = encoding == "quoted-printable" || encoding == "base64" || encoding == "x-uuencode";
   if (is_stated && !_is_split)
     store_header("content-transfer-encoding", wanted_container_encoding());
-  if (is_multi_part() && !_subparts.empty() &&
-      !is_usable_boundary(get_header("content-type.parameter.split.boundary", "")))
+  if (is_multi_part() && !is_usable_boundary(get_header("content-type.parameter.split.boundary", "")))
     renew_boundary();
 }
 
