@@ -13,6 +13,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "header_line.h"
+
 namespace kel::tool {
 
 namespace {
@@ -52,9 +54,8 @@ public:
         "INPUT is a message file, \"-\" for standard input (the default when it is no terminal), a Maildir folder or "
         "an\n"
         "mbox file. Lines may end in LF or CR LF.\n\n"
-        "Exit status: 0 done; 1 no value, or deviations found; 2 wrong usage; 3 an input could not be read or an "
-        "output\n"
-        "not written.\n\n"
+        "Exit status: 0 done; 1 no value, deviations found, or an edit that cannot be made; 2 wrong usage; 3 an input\n"
+        "could not be read or an output not written.\n\n"
         "Example:\n  kelmime show message.eml");
 
     add_verb("show", show, "Show a message: main headers, text, attachments, problems", "kelmime show message.eml");
@@ -71,7 +72,10 @@ public:
              "kelmime lint Maildir/ && echo clean")
         .alias("errors");
     add_extract();
+    add_reencode();
     add_index();
+    add_edit();
+    add_compose();
   }
 
   // What stands behind "--" is input, and the options library does not see it.
@@ -110,6 +114,23 @@ private:
     return added;
   }
 
+  CLI::App& add_writing_verb(char const* name, verb_t verb, char const* description, char const* example) {
+    CLI::App& added = add_bare_verb(name, { .verb = verb, .is_for_one = true }, description, example);
+    added.add_option("INPUT", _options.inputs, "A message file, or \"-\"")->expected(0, 1)->type_name("");
+    return added;
+  }
+
+  // An option that may be given several times, with one value each: what follows is something else.
+  static CLI::Option* add_list(CLI::App& verb, char const* name, std::vector<std::string>& values,
+                               char const* description, char const* type_name) {
+    return verb.add_option(name, values, description)->allow_extra_args(false)->type_name(type_name);
+  }
+
+  void add_header_option(CLI::App& verb, char const* name, char const* description,
+                         std::string (*problem_of)(std::string const&)) {
+    add_list(verb, name, _options.set_headers, description, "'NAME: VALUE'")->check(problem_of, "");
+  }
+
   void add_get() {
     CLI::App& verb = add_bare_verb("get", { .verb = get },
                                    "Write the values of field paths, one a line; the status is 1 when one has no value",
@@ -142,6 +163,46 @@ private:
     verb.add_flag("--stdout", _options.to_standard_output, "Write the bytes to standard output instead");
   }
 
+  void add_reencode() {
+    CLI::App& verb =
+        add_writing_verb("reencode", reencode,
+                         "Write a finished message for narrow transports: headers in ASCII, no long lines. Both "
+                         "are\ndone unless one is asked for; what needs no change stays as it is",
+                         "kelmime reencode message.eml > narrow.eml");
+    verb.add_flag("--headers", _options.encodes_headers, "Encode header blocks that are not ASCII");
+    verb.add_flag("--lines", _options.encodes_lines, "Encode bodies that have lines of more than 256 bytes");
+  }
+
+  void add_edit() {
+    CLI::App& verb = add_writing_verb(
+        "edit", edit,
+        "Write a message with other headers, or without some of its parts; nothing else is changed.\n"
+        "The status is 1, and nothing is written, for a part that does not exist or cannot be dropped",
+        "kelmime edit --set 'Subject: Minutes' --remove Received --drop-part 2 message.eml > edited.eml");
+    add_header_option(verb, "--set", "Replace the header by this one; without a value, remove it",
+                      problem_of_header_line);
+    add_list(verb, "--remove", _options.removed_headers, "Remove the header", "NAME");
+    add_list(
+        verb, "--drop-part", _options.dropped_parts,
+        "Drop the part of this number in the message as it is, see tree; one that\nwould be left empty goes with it",
+        "N");
+  }
+
+  void add_compose() {
+    CLI::App& verb = add_bare_verb("compose", { .whole_run = compose },
+                                   "Write a new message. Date and Message-ID are made where they are not given",
+                                   "kelmime compose -H 'From: ann@example.org' -H 'To: bob@example.net' \\\n"
+                                   "    -H 'Subject: The plan' --text letter.txt --attach plan.pdf > message.eml");
+    add_header_option(verb, "-H,--header", "A header; the last one of a name counts", problem_of_draft_header_line);
+    verb.add_option("--text", _options.text_file, "The text, UTF-8")->type_name("FILE");
+    CLI::Option* const html =
+        verb.add_option("--html", _options.html_file, "The same as HTML, UTF-8")->type_name("FILE");
+    add_list(verb, "--attach", _options.attached_files, "An attachment", "FILE");
+    add_list(verb, "--related", _options.related_files,
+             "An image or the like that the HTML shows as \"cid:\" and the name of the file", "FILE")
+        ->needs(html);
+  }
+
   void add_index() {
     CLI::App& verb = add_bare_verb("index", { .whole_run = index },
                                    "Write a JSON line for each of many messages, in the order of the inputs",
@@ -157,7 +218,9 @@ private:
       _command = { .whole_run = [](options_t const&, output_t& out) { return list_paths(out); } };
     else if (_command.verb == get && _options.paths.empty())
       throw CLI::RequiredError("PATH");
-    else if (_options.inputs.empty() && ::isatty(STDIN_FILENO))
+    else if (_command.whole_run == compose && !_options.inputs.empty())
+      throw CLI::ExtrasError(_options.inputs);
+    else if (_command.whole_run != compose && _options.inputs.empty() && ::isatty(STDIN_FILENO))
       throw CLI::RequiredError("INPUT");
     else if (_options.inputs.empty())
       _options.inputs = { "-" };
@@ -167,7 +230,7 @@ private:
     return _command;
   }
 
-  CLI::App _app{ "Reads every Internet message.", "kelmime" };
+  CLI::App _app{ "Reads every Internet message, and writes them.", "kelmime" };
   std::string _colour = "auto";
   std::string _bodies = "text";
   options_t _options;

@@ -15,6 +15,7 @@ struct command_t {
   options_t options = {};
   verb_t verb = nullptr;            // for each message, or
   whole_run_t whole_run = nullptr;  // for all at once
+  bool is_for_one = false;          // a verb that writes a message: more than one makes no message
 };
 
 // Nothing when the run is over already, since help was wanted or the usage is wrong; what there is to say is then said, and

@@ -24,6 +24,11 @@ exit_status_t run(command_t const& command, output_t& out) {
     return command.whole_run(command.options, out);
   exit_status_t status = done;
   bool const is_everything_read = for_each_message(command.options.inputs, [&](message_t const& message) {
+    if (command.is_for_one && !is_single_message(command.options.inputs, message.name)) {
+      complain(message.name, "is one of several messages, and one only can be written");
+      status = misused;
+      return false;
+    }
     status = std::max(status, command.verb(message, command.options, out));
     return out.is_open();
   });

@@ -10,7 +10,7 @@ namespace kel::tool {
 // The exit statuses; of several messages the highest counts.
 enum exit_status_t : int {
   done = 0,
-  negative = 1,    // no value, deviations found
+  negative = 1,    // no value, deviations found, an edit that cannot be made
   misused = 2,     // wrong usage
   unreadable = 3,  // an input could not be read, or an output not written
 };
@@ -30,6 +30,16 @@ struct options_t {
   std::string part;                     // extract
   bool to_standard_output = false;      // extract
   unsigned threads = 0;                 // index; 0: as many as there are processors
+
+  bool encodes_headers = false;              // reencode; neither of the two: both
+  bool encodes_lines = false;                // reencode
+  std::vector<std::string> set_headers;      // edit, compose; "Name: value", checked
+  std::vector<std::string> removed_headers;  // edit
+  std::vector<std::string> dropped_parts;    // edit; numbers
+  std::optional<std::string> text_file;      // compose, like the following
+  std::optional<std::string> html_file;
+  std::vector<std::string> attached_files;
+  std::vector<std::string> related_files;
 };
 
 }  // namespace kel::tool

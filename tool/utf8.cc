@@ -51,6 +51,14 @@ character_t take_character(std::string_view text, std::size_t& position) {
   return { value, rest.substr(0, length), true };
 }
 
+bool is_utf8(std::string_view text) {
+  for (std::size_t position = 0; position < text.size();) {
+    if (!take_character(text, position).is_valid)
+      return false;
+  }
+  return true;
+}
+
 bool is_control(char32_t value) {
   return value < 0x20 || (value >= 0x7f && value < 0xa0);
 }

@@ -17,6 +17,8 @@ struct character_t {
 // The character at `position`, which is moved past it. There must be at least one byte left.
 character_t take_character(std::string_view text, std::size_t& position);
 
+bool is_utf8(std::string_view text);
+
 // Controls: C0 with DEL, and C1 (U+0080 to U+009F), which old terminals obey just like ESC.
 bool is_control(char32_t value);
 

@@ -14,12 +14,17 @@ exit_status_t get(message_t const& message, options_t const& options, output_t& 
 exit_status_t json(message_t const& message, options_t const& options, output_t& out);
 exit_status_t lint(message_t const& message, options_t const& options, output_t& out);
 exit_status_t extract(message_t const& message, options_t const& options, output_t& out);
+exit_status_t reencode(message_t const& message, options_t const& options, output_t& out);
+exit_status_t edit(message_t const& message, options_t const& options, output_t& out);
 
 // The whole of `get --paths`: every field path that can be asked for, one a line.
 exit_status_t list_paths(output_t& out);
 
 // All messages of all inputs, read by several threads at a time and written in the order of the inputs.
 exit_status_t index(options_t const& options, output_t& out);
+
+// A new message, made of files.
+exit_status_t compose(options_t const& options, output_t& out);
 
 // A line that tells the messages apart where there is more than one.
 void write_heading(message_t const& message, options_t const& options, output_t& out);
