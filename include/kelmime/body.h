@@ -76,6 +76,12 @@ KELMIME_EXPORT void decode_text_bodies(body_part_t& part);
 // for "alternative" (the last one that can be displayed), RFC 2387 for "related" (the root, which is child 0).
 KELMIME_EXPORT std::size_t default_preferred_subpart(body_part_t& part, mime_errors_handler_t& errors);
 
+// Decrypts and verifies a received message in place: decrypted content becomes a child of the part that held the
+// ciphertext, the outcome is stored in virtual headers for `get_security_status`, TNEF attachments are unpacked. What is
+// written is still the message as it came. Runs external programs, so it takes time; at most 64 runs and 16 nested
+// decryptions a message.                                                       security/opening.cc
+KELMIME_EXPORT void decrypt_and_verify_signatures(body_part_t& message);
+
 // What the application does with HTML while text bodies are decoded. Both may be empty. Set before threads start.
 struct html_rendering_t {
   std::function<std::string(body_part_t& html)> canonicalize;
@@ -346,11 +352,39 @@ public:
   std::string text_body(bool canonical);
 
   // --- Security: level, signing, encryption -------------------------------------- security/body_security.cc
+  //
+  // Levels are "none", "sign", "encrypt" and "signAndEncrypt", protocols "OpenPGP" and "S/MIME". A draft takes the shape of
+  // its level at once (RFC 1847, 3156, 5751): the content moves into a child and can still be edited there. Signing and
+  // encrypting happen each time the draft is written. What goes wrong then is told by `get_security_status`.
 
-  // How the structure protects the content: "none", "sign", "encrypt" or "signAndEncrypt"; and by which protocol:
-  // "OpenPGP", "S/MIME", "OpenPGP (inlined)" or "Unknown". Neither says anything about the validity of a signature.
+  // Moves the part to another level. Protection that is there and still wanted is kept. A level other than "none" needs a
+  // protocol, else the process ends. A received part whose shape is broken stays as it is.
+  void set_security_level(std::string const& level, std::string const& protocol);
+
+  // How the structure protects the content, and by which protocol: that may also be "OpenPGP (inlined)" or "Unknown". Neither
+  // says anything about the validity of a signature.
   std::string get_security_level();
   std::string get_security_protocol();
+
+  // The steps behind `set_security_level`. To sign what is signed, or to encrypt what is encrypted, aborts. `signs` makes the
+  // encrypted content signed too.
+  void sign(std::string const& protocol);
+  void encrypt(std::string const& protocol, bool signs);
+  void remove_signing();
+  void remove_encryption();
+
+  // The outcome of `decrypt_and_verify_signatures`, or of writing, in one word: a keyword of `parse_security_status`, or
+  // "generationFailed", "decrypted", "decryptFailed", "complicated", "rogueParts"; docs/security.md tells what each one
+  // promises. `unset_string` when nothing is protected. With `whole_message` it is an answer about all that the message
+  // shows, without it about this part alone.
+  std::string get_security_status(bool whole_message);
+
+  // What was found out, part by part, for people who want to know: status lines, and lines of "------" between parts.
+  std::string get_security_details();
+
+  // Whether the content is going to be signed. Setting it re-encodes parts whose lines end in blanks, which transports may
+  // drop, but nothing inside parts that are protected themselves.
+  void mark_to_be_signed(bool marked);
 
   // --- The tree: identity and neighbours --------------------------------------------------------- body.cc
 
@@ -503,7 +537,17 @@ private:
   void wrap_content(std::string const& subtype, std::string const& parameters);
   void move_content_to(body_part_t& inner);
 
-  void seal();  // security/body_security.cc: signs or encrypts a part that asks for it
+  // Played by security/body_security.cc and security/sealing.cc.
+  std::vector<char> take_entity();
+  void adopt_entity(body_part_t& holder, std::vector<char>& entity);
+  void unwrap(body_part_t& content);
+  void forget_outcome();
+  bool make_safe_to_sign();
+  void set_to_be_signed(bool marked);
+  void set_sealed_body(std::string const& parameters, std::string_view bytes);
+  void seal();  // signs or encrypts a part that asks for it
+  std::string seal_with_openpgp(std::string const& level);
+  std::string seal_with_smime(std::string const& level);
 
   // Written by parsing (body.cc).
   headers_t _headers;
@@ -541,6 +585,7 @@ private:
   // Written by security (body_security.cc).
   bool _to_be_signed = false;
   bool _security_level_set = false;
+  bool _needs_sealing = false;
 
   // Given by the application.
   int _unique_id = -1;

@@ -1,9 +1,83 @@
-// How the structure of a message protects its content.
+// The shapes of protected messages: a draft takes the shape of its level at once, and what it says moves into a child.
+//
+//    multipart/signed              multipart/encrypted                 application/pkcs7-mime
+//      the content                   application/pgp-encrypted           the content
+//      the signature                 application/octet-stream
+//                                      the content
+//
+// The children of the two leaves are no part of what is written: there stands the ciphertext, once it is made.
 #include <kelmime/body.h>
 
+#include <iterator>
 #include <string>
 
+#include <kel/preferences.h>
+#include <base/fatal.h>
+
 namespace kel {
+
+namespace {
+
+constexpr char const* text_caches[] = { "#unquoted", "#quoted", "#unquoted#lc", "#quoted#lc" };
+
+struct protocol_t {
+  char const* mime_name;  // of the signature
+  char const* signature_file;
+  char const* signed_preamble;
+};
+
+protocol_t protocol_of(std::string const& word) {
+  if (word == "S/MIME")
+    return { "pkcs7-signature", "smime.p7s", "This is an S/MIME signed message (RFC 5652 and 5751).\n" };
+  return { "pgp-signature", "signature.asc", "This is an OpenPGP/MIME signed message (RFC 3156 and 4880).\n" };
+}
+
+// What a signature is announced to be made with; sealing corrects it.
+std::string announced_digest(std::string const& protocol) {
+  return protocol == "S/MIME" ? "sha1" : "pgp-" + preferences::string("PwOpenPGPHashFunction", "sha256");
+}
+
+bool is_envelope(std::string_view mime_type) {
+  return mime_type == "application/pkcs7-mime" || mime_type == "application/x-pkcs7-mime";
+}
+
+bool has_blanks_at_line_ends(std::string_view text) {
+  for (std::size_t feed = text.find('\n'); feed != text.npos; feed = text.find('\n', feed + 1)) {
+    if (feed > 0 && (text[feed - 1] == ' ' || text[feed - 1] == '\t'))
+      return true;
+  }
+  return text.ends_with(' ') || text.ends_with('\t');
+}
+
+// Identifiers below a part in document order, so that they can be given to the same parts built anew.
+void collect_ids(body_part_t& part, std::vector<int>& ids) {
+  if (!part.is_multi_part() && !part.is_message())
+    return;
+  for (body_part_t& child : part.subparts()) {
+    ids.push_back(child.has_id() ? child.get_id() : -1);
+    collect_ids(child, ids);
+  }
+}
+
+void give_ids(body_part_t& part, std::vector<int>::const_iterator& next, std::vector<int>::const_iterator end) {
+  if (!part.is_multi_part() && !part.is_message())
+    return;
+  for (body_part_t& child : part.subparts()) {
+    if (next == end)
+      return;
+    child.set_id(*next++);
+    give_ids(child, next, end);
+  }
+}
+
+void keep_ids(body_part_t& part, std::vector<int> const& ids) {
+  auto next = ids.begin();
+  give_ids(part, next, ids.end());
+}
+
+}  // namespace
+
+// --- What the structure says -------------------------------------------------------------------------------------
 
 // The first child that is protected decides for a multipart that has no protection of its own.
 std::string body_part_t::get_security_level() {
@@ -46,8 +120,162 @@ std::string body_part_t::get_security_protocol() {
   return "Unknown";
 }
 
-// Signing and encrypting are not part of this release: what has the shape of a protected part is written with the children
-// that it has, and no signature is made or renewed.
-void body_part_t::seal() {}
+// --- Levels ------------------------------------------------------------------------------------------------------
+
+// Goes by the part itself: a protected child is content like any other.
+void body_part_t::set_security_level(std::string const& level, std::string const& protocol) {
+  if (level != "none" && protocol == unset_string)
+    fatal("Missing security protocol\n");
+  std::string const kind = mime_type();
+  bool const is_signed = kind == "multipart/signed";
+  bool const is_encrypted = kind == "multipart/encrypted" || is_envelope(kind);
+  bool const wants_encryption = level == "encrypt" || level == "signAndEncrypt";
+  bool const is_other_protocol = level != "none" && get_security_protocol() != protocol;
+  if (is_signed && (is_other_protocol || level != "sign"))
+    remove_signing();
+  if (is_encrypted && (is_other_protocol || !wants_encryption))
+    remove_encryption();
+  std::string const left = mime_type();
+  bool const is_bare = left != "multipart/signed" && left != "multipart/encrypted" && !is_envelope(left);
+  if (wants_encryption && is_bare)
+    encrypt(protocol, level == "signAndEncrypt");
+  else if (level == "sign" && is_bare)
+    sign(protocol);
+  _security_level_set = level == "sign" || level == "signAndEncrypt";
+}
+
+void body_part_t::sign(std::string const& protocol) {
+  if (mime_type() == "multipart/signed")
+    fatal("Trying to sign an already signed message\n");
+  std::vector<int> ids;
+  collect_ids(*this, ids);
+  auto entity = take_entity();
+  auto const [mime_name, file, preamble_text] = protocol_of(protocol);
+  std::string const preamble = preamble_text;
+  set_body("multipart", "signed",
+           "micalg=" + announced_digest(protocol) + "; protocol=\"application/" + std::string(mime_name) + "\"",
+           preamble.data(), preamble.data() + preamble.size(), false);
+  adopt_entity(*this, entity);
+  body_part_t& content = _subparts.front();
+  content.mark_to_be_signed(true);
+  keep_ids(content, ids);
+  body_part_t& signature = insert_subpart(1, "application", mime_name, "name=" + std::string(file), "", "", false);
+  signature.set_header("content-disposition", "attachment; filename=" + std::string(file));
+  signature.set_header("content-description", protocol + " digital signature");
+  _needs_sealing = true;
+}
+
+void body_part_t::encrypt(std::string const& protocol, bool signs) {
+  std::string const kind = mime_type();
+  if (kind == "multipart/encrypted" || is_envelope(kind))
+    fatal("Trying to encrypt an already encrypted message (%s)\n", kind.c_str());
+  std::vector<int> ids;
+  collect_ids(*this, ids);
+  auto entity = take_entity();
+  body_part_t* holder = this;
+  if (protocol == "S/MIME") {
+    set_body("application", "pkcs7-mime", "smime-type=enveloped-data; name=smime.p7m", "", "", false);
+    set_header("content-description", "S/MIME encrypted data");
+    set_header("content-disposition", "attachment; filename=smime.p7m");
+  } else {
+    std::string const preamble = "This is an OpenPGP/MIME encrypted message (RFC 3156 and 4880).\n";
+    set_body("multipart", "encrypted", "protocol=\"application/pgp-encrypted\"", preamble.data(),
+             preamble.data() + preamble.size(), false);
+    std::string const version = "Version: 1\n";
+    insert_subpart(0, "application", "pgp-encrypted", unset_string, version.data(), version.data() + version.size(),
+                   false)
+        .set_header("content-description", "OpenPGP control information");
+    holder = &insert_subpart(1, "application", "octet-stream", "name=encrypted.asc", "", "", false);
+    holder->set_header("content-disposition", "inline; filename=encrypted.asc");
+    holder->set_header("content-description", "OpenPGP encrypted data");
+  }
+  adopt_entity(*holder, entity);
+  keep_ids(holder->_subparts.front(), ids);
+  _security_level_set = signs;
+  _needs_sealing = true;
+}
+
+// The content as it is going to be protected; the part is left without any.
+std::vector<char> body_part_t::take_entity() {
+  std::vector<char> entity;
+  generate_rfc822_body_with_headers(std::back_inserter(entity));
+  if (is_text()) {
+    for (char const* const cache : text_caches)
+      set_header(cache, unset_string);
+  }
+  clear_subparts();
+  set_header("content-disposition", unset_string);
+  return entity;
+}
+
+void body_part_t::adopt_entity(body_part_t& holder, std::vector<char>& entity) {
+  body_part_t& content = holder.add_body_part(entity);
+  content.store_header("#date-received", unset_string);  // it is no message
+}
+
+void body_part_t::remove_signing() {
+  if (mime_type() != "multipart/signed" || num_subparts() != 2)
+    return;
+  unwrap(_subparts.front());
+}
+
+void body_part_t::remove_encryption() {
+  if (preferences::boolean("PwDebugDecodeBug"))
+    std::fputs("remove_encryption:\n", stderr);
+  std::string const kind = mime_type();
+  if (is_envelope(kind) && num_subparts() == 1)
+    unwrap(_subparts.front());
+  else if (kind == "multipart/encrypted" && num_subparts() == 2 && _subparts.back().num_subparts() == 1)
+    unwrap(_subparts.back()._subparts.front());
+}
+
+// The part becomes its content again.
+void body_part_t::unwrap(body_part_t& content) {
+  std::vector<int> ids;
+  collect_ids(content, ids);
+  replace_with_body_part(content);
+  keep_ids(*this, ids);
+  mark_to_be_signed(false);
+  forget_outcome();
+  set_header("#mime-preamble", unset_string);
+  _needs_sealing = false;
+}
+
+void body_part_t::forget_outcome() {
+  store_header("security-generation-detail", unset_string);
+}
+
+// --- Safe to sign ------------------------------------------------------------------------------------------------
+
+void body_part_t::mark_to_be_signed(bool marked) {
+  if (marked)
+    make_safe_to_sign();
+  set_to_be_signed(marked);
+}
+
+void body_part_t::set_to_be_signed(bool marked) {
+  _to_be_signed = marked;
+  for (body_part_t& child : _subparts)
+    child.set_to_be_signed(marked);
+}
+
+// Whether something was changed.
+bool body_part_t::make_safe_to_sign() {
+  std::string const kind = mime_type();
+  if (kind == "multipart/signed" || kind == "multipart/encrypted" || is_envelope(kind))
+    return false;
+  if (is_multi_part() || is_message()) {
+    bool is_changed = false;
+    for (body_part_t& child : subparts())
+      is_changed = child.make_safe_to_sign() || is_changed;
+    if (is_changed)
+      update_mime_encoding();
+    return is_changed;
+  }
+  if (!_raw_begin || !has_blanks_at_line_ends(raw_body()))
+    return false;
+  set_header("content-transfer-encoding", is_text() ? "quoted-printable" : "base64");
+  return true;
+}
 
 }  // namespace kel
