@@ -544,10 +544,11 @@ private:
   void forget_outcome();
   bool make_safe_to_sign();
   void set_to_be_signed(bool marked);
-  void set_sealed_body(std::string const& parameters, std::string_view bytes);
+  body_part_t* content_to_seal();
   void seal();  // signs or encrypts a part that asks for it
-  std::string seal_with_openpgp(std::string const& level);
-  std::string seal_with_smime(std::string const& level);
+  std::string sealed_with_openpgp(std::string const& level, std::string_view entity, std::string& output);
+  std::string sealed_with_smime(std::string const& level, std::string_view entity, std::string& output);
+  void set_sealed_body(std::string_view bytes, std::string const& encoding);
 
   // Written by parsing (body.cc).
   headers_t _headers;

@@ -8,11 +8,12 @@
 // The children of the two leaves are no part of what is written: there stands the ciphertext, once it is made.
 #include <kelmime/body.h>
 
-#include <iterator>
 #include <string>
+#include <vector>
 
 #include <kel/preferences.h>
 #include <base/fatal.h>
+#include <security/part_ids.h>
 
 namespace kel {
 
@@ -47,32 +48,6 @@ bool has_blanks_at_line_ends(std::string_view text) {
       return true;
   }
   return text.ends_with(' ') || text.ends_with('\t');
-}
-
-// Identifiers below a part in document order, so that they can be given to the same parts built anew.
-void collect_ids(body_part_t& part, std::vector<int>& ids) {
-  if (!part.is_multi_part() && !part.is_message())
-    return;
-  for (body_part_t& child : part.subparts()) {
-    ids.push_back(child.has_id() ? child.get_id() : -1);
-    collect_ids(child, ids);
-  }
-}
-
-void give_ids(body_part_t& part, std::vector<int>::const_iterator& next, std::vector<int>::const_iterator end) {
-  if (!part.is_multi_part() && !part.is_message())
-    return;
-  for (body_part_t& child : part.subparts()) {
-    if (next == end)
-      return;
-    child.set_id(*next++);
-    give_ids(child, next, end);
-  }
-}
-
-void keep_ids(body_part_t& part, std::vector<int> const& ids) {
-  auto next = ids.begin();
-  give_ids(part, next, ids.end());
 }
 
 }  // namespace
@@ -147,8 +122,7 @@ void body_part_t::set_security_level(std::string const& level, std::string const
 void body_part_t::sign(std::string const& protocol) {
   if (mime_type() == "multipart/signed")
     fatal("Trying to sign an already signed message\n");
-  std::vector<int> ids;
-  collect_ids(*this, ids);
+  std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();
   auto const [mime_name, file, preamble_text] = protocol_of(protocol);
   std::string const preamble = preamble_text;
@@ -158,7 +132,7 @@ void body_part_t::sign(std::string const& protocol) {
   adopt_entity(*this, entity);
   body_part_t& content = _subparts.front();
   content.mark_to_be_signed(true);
-  keep_ids(content, ids);
+  give_ids_below(content, ids);
   body_part_t& signature = insert_subpart(1, "application", mime_name, "name=" + std::string(file), "", "", false);
   signature.set_header("content-disposition", "attachment; filename=" + std::string(file));
   signature.set_header("content-description", protocol + " digital signature");
@@ -169,8 +143,7 @@ void body_part_t::encrypt(std::string const& protocol, bool signs) {
   std::string const kind = mime_type();
   if (kind == "multipart/encrypted" || is_envelope(kind))
     fatal("Trying to encrypt an already encrypted message (%s)\n", kind.c_str());
-  std::vector<int> ids;
-  collect_ids(*this, ids);
+  std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();
   body_part_t* holder = this;
   if (protocol == "S/MIME") {
@@ -190,7 +163,7 @@ void body_part_t::encrypt(std::string const& protocol, bool signs) {
     holder->set_header("content-description", "OpenPGP encrypted data");
   }
   adopt_entity(*holder, entity);
-  keep_ids(holder->_subparts.front(), ids);
+  give_ids_below(holder->_subparts.front(), ids);
   _security_level_set = signs;
   _needs_sealing = true;
 }
@@ -231,10 +204,9 @@ void body_part_t::remove_encryption() {
 
 // The part becomes its content again.
 void body_part_t::unwrap(body_part_t& content) {
-  std::vector<int> ids;
-  collect_ids(content, ids);
+  std::vector<int> const ids = ids_below(content);
   replace_with_body_part(content);
-  keep_ids(*this, ids);
+  give_ids_below(*this, ids);
   mark_to_be_signed(false);
   forget_outcome();
   set_header("#mime-preamble", unset_string);

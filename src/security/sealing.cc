@@ -1,8 +1,128 @@
 // Signing and encrypting while a message is written.
+//
+// A draft is sealed each time, since recipients change. A received message is sealed again only when its protected content
+// was edited; otherwise its signature or ciphertext is written as it came. What fails leaves an empty signature or
+// ciphertext, never the plaintext and never an old signature, and is told in "security-generation-detail".
 #include <kelmime/body.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include <kel/preferences.h>
+#include <base/fatal.h>
+#include <header/parameters.h>
+#include <kelmime/openpgp.h>
+#include <kelmime/smime.h>
+#include <security/gpg_arguments.h>
+#include <security/part_ids.h>
 
 namespace kel {
 
-void body_part_t::seal() {}
+namespace {
+
+constexpr char const* unknown_failure = "Signing or encryption failed for unknown reasons.";
+constexpr char const* unknown_smime_failure = "S/MIME encryption failed for unknown reasons.";
+constexpr char const* bcc_failure = "Bcc recipients are not currently supported for S/MIME encrypted messages.";
+
+std::vector<std::string> addresses(body_part_t& part, std::string const& header) {
+  std::vector<std::string> found;
+  part.get_header_bodies({ header, "split", "address" }, found);
+  return found;
+}
+
+bool has_line(std::vector<std::string> const& lines, std::string_view word) {
+  return std::any_of(lines.begin(), lines.end(), [&](std::string const& line) { return line.starts_with(word); });
+}
+
+// Whether a run made what was asked for: it says so, whatever it returned.
+bool is_made(std::string const& level, std::string const& status) {
+  auto const lines = lines_with_prefix(status, "[GNUPG:] ");
+  bool const is_signed = has_line(lines, "SIG_CREATED ");
+  bool const is_encrypted = has_line(lines, "END_ENCRYPTION");
+  if (level == "sign")
+    return is_signed;
+  return is_encrypted && (level == "encrypt" || is_signed);
+}
+
+}  // namespace
+
+// Null when there is nothing to seal: what is there may be written as it is.
+body_part_t* body_part_t::content_to_seal() {
+  body_part_t& holder = mime_type() == "multipart/encrypted" ? _subparts.back() : *this;
+  if (holder._subparts.empty())
+    return nullptr;
+  return _needs_sealing || !holder.are_subparts_untouched() ? &holder._subparts.front() : nullptr;
+}
+
+void body_part_t::seal() {
+  body_part_t* const content = content_to_seal();
+  if (!content)
+    return;
+  if (!content->is_untouched()) {
+    // From now on exactly these bytes are written.
+    std::vector<int> const ids = ids_below(*content);
+    content->generate_rfc822();
+    content->store_header("#date-received", unset_string);
+    give_ids_below(*content, ids);
+  }
+  bool const is_signature = mime_type() == "multipart/signed";
+  bool const is_smime = get_security_protocol() == "S/MIME";
+  std::string const level = is_signature ? "sign" : _security_level_set ? "signAndEncrypt" : "encrypt";
+  std::string output;
+  std::string const failure = is_smime ? sealed_with_smime(level, content->raw_data(), output)
+                                       : sealed_with_openpgp(level, content->raw_data(), output);
+  store_header("security-generation-detail", failure.empty() ? unset_string : failure);
+  body_part_t& leaf = is_multi_part() ? _subparts.back() : *this;
+  leaf.set_sealed_body(failure.empty() ? output : "", is_smime ? "base64" : unset_string);
+}
+
+// Why it failed; empty for success.
+std::string body_part_t::sealed_with_openpgp(std::string const& level, std::string_view entity, std::string& output) {
+  gpg_people_t const people = { get_header("from.address", ""), addresses(*this, "to"), addresses(*this, "cc"),
+                                addresses(*this, "bcc") };
+  auto const arguments = gpg_arguments(level, people, get_header("content-type.parameter.split.micalg", ""));
+  std::string status;
+  if (!arguments || !run_gpg(*arguments, entity, unset_string, output, status) || !is_made(level, status))
+    return status.empty() ? unknown_failure : status;
+  if (level == "sign") {
+    std::string const micalg = "pgp-" + gpg_hash_name(status);
+    store_header("content-type", header::with_parameter(get_header("content-type", ""), "micalg", micalg));
+  }
+  return {};
+}
+
+std::string body_part_t::sealed_with_smime(std::string const& level, std::string_view entity, std::string& output) {
+  std::string const sender = get_header("from.address", "");
+  bool const encrypts = level != "sign";
+  std::vector<std::string> recipients;
+  if (encrypts) {
+    recipients = addresses(*this, "to");
+    std::ranges::copy(addresses(*this, "cc"), std::back_inserter(recipients));
+    if (!sender.empty())
+      recipients.push_back(sender);
+    auto const hidden = addresses(*this, "bcc");
+    if (!hidden.empty() && !preferences::boolean("PwBccEncryptionCheckDisabled"))
+      return bcc_failure;
+    if (!hidden.empty())
+      warning("Bcc recipients are not supported for S/MIME encrypted messages\n");
+    std::ranges::copy(hidden, std::back_inserter(recipients));
+  }
+  std::string status;
+  if (!cms_encrypt(sender, recipients, level != "encrypt", encrypts, entity, output, status))
+    return !status.empty() ? status : encrypts ? unknown_smime_failure : unknown_failure;
+  if (level == "sign") {
+    std::string const micalg = cms_digest_name(output);
+    store_header("content-type", header::with_parameter(get_header("content-type", ""), "micalg", micalg));
+  }
+  return {};
+}
+
+// The bytes become the body of this leaf; its headers stay, and the child that holds its content.
+void body_part_t::set_sealed_body(std::string_view bytes, std::string const& encoding) {
+  drop_raw_bytes();
+  _source_body = {};
+  _decoded_body = std::make_shared<std::vector<char> const>(bytes.begin(), bytes.end());
+  store_header("content-transfer-encoding", encoding);
+}
 
 }  // namespace kel
