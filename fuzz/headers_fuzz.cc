@@ -10,9 +10,13 @@
 
 #include <base/utf8.h>
 #include <header/join_encoded_words.h>
+#include <header/parameter_editing.h>
 #include <kel/ascii.h>
 #include <kelmime/encoded_word_output.h>
+#include <kelmime/header_generation.h>
+#include <kelmime/header_parser.h>
 #include <kelmime/headers.h>
+#include <kelmime/idn_wrapper.h>
 
 namespace {
 
@@ -90,11 +94,54 @@ void check_writing(std::string_view text) {
   require(by_words == text || holds_half_words(text));
 }
 
+bool is_line_break(char c) {
+  return c == '\r' || c == '\n' || c == '\0';
+}
+
+std::string without_leading_white_space(std::string const& text) {
+  return { std::ranges::find_if_not(text, kel::ascii::is_space), text.end() };
+}
+
+// The value of the only header that a value makes; empty when it holds nothing but white space.
+std::string generated_and_read(std::string const& name, std::string const& value) {
+  std::string header;
+  kel::generate_rfc822_header(name, value, true, std::back_inserter(header));
+  require(std::ranges::none_of(header, [](char c) { return kel::is_high(c); }));
+  std::vector<kel::header_pair_t> const pairs = pairs_of(header + "X-Next: y\n", "");
+  require(pairs.back().name == "x-next" && pairs.size() <= 2);
+  return pairs.size() == 2 ? without_leading_white_space(pairs[0].value) : "";
+}
+
+// Domains in ACE form, since names that are no names may hold them as well.
+std::vector<std::string> names_and_addresses(std::string const& value) {
+  std::vector<std::string> all;
+  for (char const* path : { "sender.split.name", "sender.split.address" }) {
+    for (std::string const& text : kel::header_parser::parse_all_from_header(path, value))
+      all.push_back(kel::idn::header_domains_to_ascii(text));
+  }
+  return all;
+}
+
+void check_generation(std::string value) {
+  std::string const text = generated_and_read("subject", value);
+  std::string const addresses = generated_and_read("sender", value);
+  std::string const type = generated_and_read("content-type", value);
+  std::ranges::replace_if(value, is_line_break, ' ');
+  value = without_leading_white_space(value);
+  if (!kel::utf8::is_valid(value.begin(), value.end()) || value.find('\x1B') != value.npos || holds_half_words(value))
+    return;
+  require(text == value);
+  require(names_and_addresses(addresses) == names_and_addresses(value));
+  require(kel::header::reads_the_same(kel::header::parse_structured_value(type),
+                                      kel::header::parse_structured_value(value)));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   std::string_view const text(reinterpret_cast<char const*>(data), size);
   check_reading(text);
   check_writing(text);
+  check_generation(std::string(text));
   return 0;
 }

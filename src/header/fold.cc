@@ -18,13 +18,14 @@ namespace {
 
 constexpr std::string_view blanks = " \t";
 
-// The first place at or behind `at` where a line may be folded, between text and text: before a space, behind a tab, behind a
-// comma, or before "<". The end if there is none.
+// The first place at or behind the end of an element where a line may be folded: before a space or behind a tab, or, where no
+// white space of any kind comes before, behind a comma or between angle brackets. The end if no text follows.
 std::size_t place_to_fold(std::string_view line, std::size_t at) {
-  for (; at < line.size(); ++at) {
-    if (ascii::is_blank(line[at - 1]) || line[at] == ' ' || line[at] == '<')
+  for (bool may_add_space = true; at < line.size(); ++at) {
+    if (ascii::is_blank(line[at - 1]) || line[at] == ' ')
       break;
-    if (line[at - 1] == ',' && line[at] != '\t')
+    may_add_space = may_add_space && !ascii::is_space(line[at]);
+    if (may_add_space && (line[at - 1] == ',' || (line[at - 1] == '>' && line[at] == '<')))
       break;
   }
   return line.find_first_not_of(blanks, at) == line.npos ? line.size() : at;

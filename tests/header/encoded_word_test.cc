@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <header/encoded_words.h>
 #include <header/join_encoded_words.h>
 #include <header/reading.h>
 #include <kel/format_string.h>
@@ -169,6 +170,7 @@ TEST(EncodeSingleWords, EncodesOnlyWhatNeedsIt) {
     { "=?u?q?a b?=?v?q?c?=", "=?us-ascii?q?=3D=3Fu=3Fq=3Fa_b=3F=3D=3Fv=3Fq=3Fc=3F=3D?=" },
     { "=?utf 8?q?a?= =?", "=?utf 8?q?a?= =?" },
     { "\"\u00FC\" a \u00FC ", "\"=?utf-8?q?=C3=BC?=\" a =?utf-8?q?=C3=BC?= " },
+    { "\u00FC\t a \u00FC\t\u00FC\t \u00FC\v", "=?utf-8?q?=C3=BC?=\t a =?utf-8?b?w7wJw7wJIMO8?=\v" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(in_single_words(row.text), row.expected) << row.text;
@@ -188,6 +190,22 @@ TEST(EncodeWords, WhatIsEncodedDecodesToItself) {
         ASSERT_EQ(decoded(in_words(text)), text);
       }
     }
+  }
+}
+
+// With characters of one to four bytes at every place where a word can end.
+TEST(EncodeWords, NoLengthIsSpecial) {
+  for (std::string const letter : { "x", "\u00FC", "\u20AC", "\U0001F600", "xxxxxxxxxxxx\u20AC", "\u00FC  " }) {
+    for (std::size_t length = 1; length < 160; ++length) {
+      std::string const text = std::string(length % 7, 'y') + "\u00FC" + repeated(letter, length);
+      ASSERT_EQ(decoded(in_words(text)), text);
+      ASSERT_EQ(decoded(in_single_words(text)), text);
+      ASSERT_EQ(decoded(in_encoded_words(text)), text);
+    }
+  }
+  for (std::size_t length = 1; length < 120; ++length) {
+    std::string const ascii(length, 'x');
+    ASSERT_EQ(decoded(in_encoded_words(ascii)), ascii);
   }
 }
 

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 
+#include <helpers/repeated.h>
+#include <helpers/short_strings.h>
+#include <kelmime/cleanup_header_body.h>
 #include <kelmime/unset.h>
 
 namespace kel::header_parser {
@@ -103,6 +106,35 @@ TEST(Wrap, KeepsTheHardLimitAtBlanks) {
   }
   EXPECT_EQ(wrapped("Subject: aaaa bbbb   ", 10, 15), "Subject:\n aaaa\n bbbb   ") << "also before blanks at the end";
   EXPECT_EQ(wrapped("X: " + std::string(2000, 'a')), "X:\n " + std::string(2000, 'a')) << "a word is never broken";
+}
+
+// Unfolding gives the line back, blanks are where lines begin and never all of a line, and no line is longer than it must be.
+TEST(Wrap, UnfoldingGivesTheLineBack) {
+  test::for_all_short_strings("a\v \t,\"", [](std::string const& letters) {
+    for (std::string const& value : { "x" + letters, repeated("x" + letters, 9) + "y", std::string(14, 'x') + letters + "yyyyy" + letters }) {
+      for (char const* name : { "S: ", "Subject: ", "To: ", "Keywords: ", "References: " }) {
+        std::string const line = name + value;
+        std::string const text = wrapped(line, 16, 24);
+        std::string unfolded = text;
+        cleanup_header_body(unfolded);
+        std::size_t at = 0;
+        for (char const c : line) {  // a space may have been added behind a comma
+          at += at > 0 && at < unfolded.size() && unfolded[at] != c && unfolded[at] == ' ' && unfolded[at - 1] == ',';
+          ASSERT_TRUE(at < unfolded.size() && unfolded[at] == c) << line << " is now " << text;
+          ++at;
+        }
+        ASSERT_EQ(at, unfolded.size());
+        for (std::size_t first = 0, end; first < text.size(); first = end + 1) {
+          end = std::min(text.find('\n', first), text.size());
+          std::string_view const bytes(text.data() + first, end - first);
+          ASSERT_TRUE(bytes.find_first_not_of(" \t") != bytes.npos && (first == 0 || bytes[0] == ' ')) << text;
+          std::string_view const words = bytes.substr(0, bytes.find_last_not_of(" \t") + 1);
+          std::size_t const word = words.find_first_not_of(" \t", words.find(':') + 1);
+          ASSERT_TRUE(bytes.size() <= 16 || words.find_first_of(" \t", word) == words.npos) << text;
+        }
+      }
+    }
+  });
 }
 
 }  // namespace kel::header_parser

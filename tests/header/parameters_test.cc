@@ -5,7 +5,9 @@
 #include <kelmime/header_parser.h>
 #include <kelmime/unset.h>
 
-#include "../helpers/repeated.h"
+#include <header/parameter_editing.h>
+#include <helpers/repeated.h>
+#include <helpers/short_strings.h>
 
 namespace kel::header {
 
@@ -123,6 +125,40 @@ TEST(Parameters, FieldPathsAgree) {
       all.push_back(parameter.value);
     EXPECT_EQ(header_parser::parse_all_from_header("content-type.parameter.each.value", value), all) << value;
   }
+}
+
+TEST(Parameters, OneIsSet) {
+  row_t const set_x[] = {  // to "a b"
+    { "c/d", "c/d; x=\"a b\"" },
+    { "c/d ;", "c/d ; x=\"a b\"" },
+    { "", "x=\"a b\"" },
+    { "c/d; X = 1 ;y=2", "c/d; x=\"a b\" ;y=2" },
+    { "c/d;x=1;y=2; (e) x=3 ; z", "c/d; x=\"a b\";y=2; (e)  ; z" },
+    { "c/d; x=1; y=2; x=3; x=4", "c/d; x=\"a b\"; y=2" },
+    { "c/d; x*0=1; y=2; x*1*=3; x*=4", "c/d; x=\"a b\"; y=2" },
+    { "c/d; x=1 2 (e); y=2", "c/d; x=\"a b\"; (e); y=2" },
+    { "c/d; x=\"1\"y=2", "c/d; x=\"a b\";y=2" },
+    { "c/d; x=1, y=2", "c/d; x=\"a b\"; y=2" },
+    { "c/d; x=\"1;2", "c/d; x=\"a b\"" },
+    { "c/d; y=\"1;", "c/d; y=\"1;\"; x=\"a b\"" },  // read and written anew
+  };
+  for (auto const& [value, expected] : set_x)
+    EXPECT_EQ(with_parameter(value, "x", "a b"), expected) << value;
+  for (auto const& [text, expected] : { row_t{ "utf-8", "x=utf-8" }, { "", "x=\"\"" }, { "a\"\\b", "x=\"a\\\"\\\\b\"" }, { "\u00FC", "x=\"\u00FC\"" }, { "a=b", "x=\"a=b\"" } })
+    EXPECT_EQ(parameter_text("x", text), expected);
+}
+
+TEST(Parameters, TheOthersStay) {
+  test::for_all_short_strings("x\"\\;= (*y", [](std::string const& text) {
+    for (std::string const& value : { "a/b;" + text, "a/b; x=" + text + ";y=1", "a/b; x=1;" + text + " x=\"" }) {
+      std::string const set = with_parameter(value, "x", "\"\\;(a\u00FC");
+      structured_value_t before = parse_structured_value(value), after = parse_structured_value(set);
+      ASSERT_TRUE(after.parameter("x") && *after.parameter("x") == "\"\\;(a\u00FC") << value;
+      for (structured_value_t* read : { &before, &after })
+        std::erase_if(read->parameters, [](parameter_t const& parameter) { return parameter.name == "x"; });
+      ASSERT_TRUE(reads_the_same(before, after)) << value << " is now " << set;
+    }
+  });
 }
 
 TEST(Parameters, Mechanism) {
