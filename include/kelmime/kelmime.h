@@ -27,6 +27,7 @@
 #include <kelmime/mailto.h>
 #include <kelmime/mime.h>
 #include <kelmime/mime_errors_handler.h>
+#include <kelmime/openpgp.h>
 #include <kelmime/quick_parse_headers.h>
 #include <kelmime/reencode.h>
 #include <kelmime/rfc822_date_parser.h>
