@@ -1,6 +1,7 @@
 // A new message out of files. Nothing is written before everything is read.
 #include "verbs.h"
 
+#include <algorithm>
 #include <iterator>
 #include <set>
 #include <string>
@@ -42,8 +43,9 @@ public:
 
   std::vector<file_t> files(std::vector<std::string> const& paths) {
     std::vector<file_t> read;
-    for (std::string const& path : paths)
-      read.push_back({ path, content(path) });
+    std::ranges::transform(paths, std::back_inserter(read), [this](std::string const& path) {
+      return file_t{ path, content(path) };
+    });
     return read;
   }
 
