@@ -12,9 +12,10 @@ namespace {
 
 constexpr std::string_view white_space = " \t\n\v\f\r";
 
-// What a value without quotes consists of (RFC 2045, section 5.1).
+// What a value without quotes consists of (RFC 2045, section 5.1), but for the bytes that RFC 2231 gives a meaning: some
+// readers look for it in every value without quotes.
 constexpr bool is_token_byte(char c) {
-  return ascii::is_print(c) && c != ' ' && std::string_view("()<>@,;:\\\"/[]?=").find(c) == std::string_view::npos;
+  return ascii::is_print(c) && c != ' ' && std::string_view("()<>@,;:\\\"/[]?='*%").find(c) == std::string_view::npos;
 }
 
 std::string_view without_white_space_at_end(std::string_view text) {

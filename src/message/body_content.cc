@@ -28,6 +28,7 @@
 #include <kelmime/format_flowed.h>
 #include <kelmime/header_generation.h>
 #include <kelmime/mime.h>
+#include <kelmime/reencode.h>
 #include <kelmime/transfer_encoding_choice.h>
 #include <message/boundary.h>
 
@@ -36,6 +37,8 @@ namespace kel {
 namespace {
 
 constexpr std::size_t flowed_width = 72;
+constexpr std::size_t longest_line = 998;
+constexpr std::size_t longest_flowed_line = 990;  // a longer one was broken inside a word
 
 bool is_ascii(std::string_view text) {
   return std::none_of(text.begin(), text.end(), is_high);
@@ -66,6 +69,16 @@ void check_flow(std::string_view text, std::string const& flowed, bool delsp) {
   write_debug_file("/tmp/postwick_test1.txt", text);
   write_debug_file("/tmp/postwick_test2.txt", deflowed);
   fatal("Could not flow/deflow 1-1: %zu != %zu\n", text.size(), deflowed.size());
+}
+
+// The choice by content asks for lines that end. One that does not end may be too long all the same (RFC 5322, section
+// 2.1.1).
+std::string fitting_encoding(std::string const& type, std::string const& subtype, std::string_view body, bool flow) {
+  auto const options = flow ? encoding_options::ignore_signature_blanks : encoding_options::none;
+  std::string const& encoding = which_mime_encoding(body.data(), body.data() + body.size(), type, subtype, options);
+  bool const is_literal = encoding == "7bit" || encoding == "8bit";
+  bool const is_too_long = type == "text" && is_literal && max_line_length(body.begin(), body.end()) > longest_line;
+  return is_too_long ? "quoted-printable" : encoding;
 }
 
 // --- Types -------------------------------------------------------------------------------------------------------
@@ -170,10 +183,8 @@ void body_part_t::set_body(std::string const& type, std::string const& subtype, 
   bool const is_default =
       content_type == "text/plain" && !is_child_of({ "application/pkcs7-mime", "multipart/signed" });
   set_header("content-type", is_default ? unset_string : content_type);
-  if (encoding.empty() && !(is_child_of({ "multipart/encrypted" }) && is_ascii(body))) {
-    encoding = which_mime_encoding(body.data(), body.data() + body.size(), type, subtype,
-                                   flow ? encoding_options::ignore_signature_blanks : encoding_options::none);
-  }
+  if (encoding.empty() && !(is_child_of({ "multipart/encrypted" }) && is_ascii(body)))
+    encoding = fitting_encoding(type, subtype, body, flow);
   set_header("content-transfer-encoding", encoding == "7bit" ? unset_string : encoding);
   if (type == "message" && subtype == "rfc822")
     unfold_content();
@@ -207,11 +218,14 @@ bool body_part_t::describe_text(std::string const& subtype, std::string_view tex
   bool delsp = false;
   if (!flow || subtype != "plain" || !should_format_flow(text.data(), text.data() + text.size(), delsp, flowed_width))
     return flow;
-  content_type += delsp ? "; format=flowed; delsp=yes" : "; format=flowed";
   std::string flowed;
   format_flow(text.begin(), text.end(), std::back_inserter(flowed), delsp, flowed_width, /*keep_unquoted*/ false,
               /*count_characters*/ false);
+  // A word as long as a line would be broken for good: such a text goes out as it is.
+  if (max_line_length(flowed.begin(), flowed.end()) > longest_flowed_line)
+    return flow;
   check_flow(text, flowed, delsp);
+  content_type += delsp ? "; format=flowed; delsp=yes" : "; format=flowed";
   encoding = which_mime_encoding(flowed.data(), flowed.data() + flowed.size(), "text", subtype,
                                  encoding_options::ignore_trailing_blanks);
   return flow;

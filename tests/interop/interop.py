@@ -26,7 +26,7 @@ SENDERS = [("", "ann@example.org"), ("Ann Lee", "ann@example.org"), ("Zo\u00eb L
            ("\u00dc, the X", "u@x.org"), ("A \"B\" \\ C", "b@x.org"), ("a.b (c)", "a.b+c@x.org"), ("\u65e5\u672c" * 30, "n@x.org"),
            ("=?utf-8?q?x?=", "e@x.org"), ("J\u00f6rg @ home", "j@x.org"), ("O'Brien; x", "o@x.org")]
 NAMES = ["plan.pdf", "\u00dcbersicht f\u00fcr alle.pdf", "a b; c=\"d\".txt", "\u65e5\u672c\u8a9e" * 25 + ".bin", "n" * 150 + ".png", "it's 100%.dat",
-         "=?utf-8?q?x?=.txt", "(comment).txt", "caf\u00e9\u2028\U0001f600.txt", ".hidden", "* star*0.txt"]
+         "=?utf-8?q?x?=.txt", "(comment).txt", "caf\u00e9\u2028\U0001f600.txt", ".hidden", "* star*0.txt", "a'b'c.txt"]
 BYTES = [b"", b"%PDF-1.4\n", bytes(range(256)) * 5, "Gr\u00fc\u00dfe\n".encode("latin-1"), b"a\r\nb\rc\n", b"text \n" * 20]
 
 def run(*arguments, data=b""):

@@ -36,6 +36,8 @@ TEST(Content, ChoosesTypeAndEncoding) {
     { "HTML", "text", "html", "<p>", true, false, none, "text/html", none },
     { "long line, flowed", "text", "plain", long_line, true, false, none, "text/plain; format=flowed", none },
     { "long line in UTF-8", "text", "plain", "\xc3\xbc" + long_line, true, false, none, "text/plain; charset=utf-8; format=flowed", "8bit" },
+    { "word longer than a line", "text", "plain", std::string(2000, 'a'), true, false, none, none, "quoted-printable" },
+    { "HTML in one line", "text", "html", std::string(2000, '\xc3'), false, false, none, "text/html; charset=utf-8", "quoted-printable" },
     { "long line, fixed", "text", "plain", long_line, false, false, none, none, "quoted-printable" },
     { "long line of HTML", "text", "html", long_line, true, false, none, "text/html", "quoted-printable" },
     { "long line, signed", "text", "plain", long_line, true, true, none, none, "quoted-printable" },
