@@ -4,9 +4,13 @@
 // `construct_header_line` does:
 //
 //   1. display names of address headers that hold special characters are quoted, and encoded as a whole where they hold
-//      8-bit bytes (RFC 2047, section 5); domains take their ACE form;
+//      8-bit bytes (RFC 2047, section 5); domains take their ACE form. The parsers here find the same names and addresses
+//      in what is written as in the value; where they would not without its quotes, these are encoded with the name;
 //   2. parameters of Content-Type and Content-Disposition whose value is not ASCII, or longer than a line, take the form of
-//      RFC 2231.
+//      RFC 2231, without a plain one beside it: some readers would take that instead;
+//   3. a value of free text with a word that no line of 998 bytes can hold is encoded as a whole.
+//
+// What needs none of this stays as it is, byte for byte.
 #pragma once
 
 #include <string>

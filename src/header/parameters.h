@@ -46,8 +46,9 @@ structured_value_t parse_structured_value(std::string_view value);
 // The parameters in the form `name="value"; name="value"`, with backslashes before quotes and backslashes.
 std::string normal_parameters(std::string_view value);
 
-// The value with the parameter `name` set to `text`, in place of all values that it has, or behind the others. What is not
-// that parameter stays as it is written.
+// The value with the parameter `name` (in lower case) set to `text`, in place of all values that it has, or behind the others.
+// What is not that parameter stays as it is written; only a value so broken that it would then be read as something else is
+// written anew.
 std::string with_parameter(std::string_view value, std::string_view name, std::string_view text);
 
 // `name="text"`, with backslashes before quotes and backslashes; without quotes where none are needed (RFC 2045,

@@ -10,8 +10,8 @@
 #include <header/written_addresses.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
+#include <iterator>
 #include <vector>
 
 #include <header/encoded_words.h>
@@ -209,31 +209,15 @@ std::string written_elements(std::string_view value, bool encode) {
 }  // namespace
 
 bool holds_addresses(std::string_view name) {
-  constexpr auto names = std::to_array<std::string_view>({
-      "from",
-      "sender",
-      "reply-to",
-      "to",
-      "cc",
-      "bcc",
-      "apparently-to",
-      "resent-from",
-      "resent-sender",
-      "resent-reply-to",
-      "resent-to",
-      "resent-cc",
-      "resent-bcc",
-      "original-from",
-      "x-original-from",
-      "errors-to",
-      "abuse-reports-to",
-      "return-receipt-to",
-      "disposition-notification-to",
-      "x-confirm-reading-to",
-      "mail-followup-to",
-      "mail-reply-to",
-  });
-  return std::ranges::find(names, name) != names.end();
+  // clang-format off
+  constexpr std::string_view names[] = {
+    "from", "sender", "reply-to", "to", "cc", "bcc", "apparently-to",
+    "resent-from", "resent-sender", "resent-reply-to", "resent-to", "resent-cc", "resent-bcc",
+    "original-from", "x-original-from", "errors-to", "abuse-reports-to", "return-receipt-to",
+    "disposition-notification-to", "x-confirm-reading-to", "mail-followup-to", "mail-reply-to",
+  };
+  // clang-format on
+  return std::ranges::find(names, name) != std::end(names);
 }
 
 std::string written_addresses(std::string_view value, bool encode) {
