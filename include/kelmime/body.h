@@ -32,6 +32,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -550,6 +551,14 @@ private:
   std::string sealed_with_smime(std::string const& level, std::string_view entity, std::string& output);
   void set_sealed_body(std::string_view bytes, std::string const& encoding);
 
+  // Played by security/opening.cc and security/message_status.cc.
+  struct opening_t;
+  struct answer_t;
+  friend void decrypt_and_verify_signatures(body_part_t& message);
+  body_part_t& message_root();
+  std::vector<std::string> const& undecoded_senders();
+  std::vector<std::string> senders();
+
   // Written by parsing (body.cc).
   headers_t _headers;
   std::shared_ptr<message_bytes_t> _bytes;            // owner of what the three pointers look into
@@ -587,6 +596,10 @@ private:
   bool _to_be_signed = false;
   bool _security_level_set = false;
   bool _needs_sealing = false;
+
+  // Written by opening (security/opening.cc).
+  std::optional<std::vector<std::string>> _undecoded_senders;  // of a message
+  bool _has_text_around_blocks = false;                        // one armoured block is not all that this text says
 
   // Given by the application.
   int _unique_id = -1;
