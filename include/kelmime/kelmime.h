@@ -31,6 +31,7 @@
 #include <kelmime/quick_parse_headers.h>
 #include <kelmime/reencode.h>
 #include <kelmime/rfc822_date_parser.h>
+#include <kelmime/smime.h>
 #include <kelmime/transfer_encoding_choice.h>
 #include <kelmime/unset.h>
 #include <kelmime/value_format.h>

@@ -63,7 +63,8 @@ KELMIME_EXPORT std::string map_address_to_gpg_name(std::string const& address);
 // The mapped serial number of the certificate of an address; empty when there is none.
 KELMIME_EXPORT std::string map_address_to_smime_serial(std::string const& address);
 
-// Whether a status code of the system (an error number) is 0. Otherwise `message` tells of it, in one line.
+// Whether a status code, of the system (an error number) or of the library that does the cryptography, is 0. Otherwise
+// `message` tells of it, in one line.
 KELMIME_EXPORT bool not_an_error(int code, std::string& message);
 
 // Appends the text for quoting: without the lines that frame a clear-signed block (RFC 4880 section 7) and without its

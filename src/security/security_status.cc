@@ -7,6 +7,7 @@
 
 #include <kel/text.h>
 #include <kelmime/unset.h>
+#include <security/cms.h>
 #include <security/user_ids.h>
 
 namespace kel {
@@ -51,6 +52,14 @@ bool is_trusted(std::vector<std::string> const& lines) {
   });
 }
 
+// The codes of the library behind S/MIME are far above error numbers.
+std::string description_of(int code) {
+  if (char const* const description = strerrordesc_np(code))
+    return description;
+  std::string const text = cms::text_of_error(code);
+  return text.empty() ? "Unknown error." : text;
+}
+
 }  // namespace
 
 std::set<std::string> user_id_addresses(std::vector<std::string> const& lines) {
@@ -87,8 +96,7 @@ std::string parse_security_status(std::vector<std::string> const& lines, std::st
 bool not_an_error(int code, std::string& message) {
   if (code == 0)
     return true;
-  char const* const description = strerrordesc_np(code);
-  message = text::format("%s Error code: %d\n", description ? description : "Unknown error.", code);
+  message = text::format("%s Error code: %d\n", description_of(code).c_str(), code);
   return false;
 }
 

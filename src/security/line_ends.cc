@@ -1,0 +1,33 @@
+#include <security/line_ends.h>
+
+#include <algorithm>
+
+namespace kel {
+
+std::string with_crlf(std::string_view text) {
+  std::string result;
+  result.reserve(text.size() + static_cast<std::size_t>(std::ranges::count(text, '\n')));
+  char before = '\0';
+  for (char const c : text) {
+    if (c == '\n' && before != '\r')
+      result += '\r';
+    result += c;
+    before = c;
+  }
+  return result;
+}
+
+std::string with_lf(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    std::size_t const end = std::min(text.find("\r\n", at), text.size());
+    result.append(text, at, end - at);
+    if (end < text.size())
+      result += '\n';
+    at = end + 2;
+  }
+  return result;
+}
+
+}  // namespace kel
