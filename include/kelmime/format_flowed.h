@@ -36,7 +36,7 @@ KELMIME_EXPORT bool should_format_flow(char const* first, char const* last, bool
 //
 //   1. has no spaces at its line ends, except in lines "-- " and "> -- ",
 //   2. has a space between quote markers and text, and
-//   3. has no word of more than 900 bytes, the quote markers before it included.
+//   3. has no word of more than 900 bytes, the quote markers before it included; a ">" never begins a word.
 //
 // That is the form in which `format_deflow` hands out text, but for a quote that flowed into nothing.
 template <byte_inserter Out>
