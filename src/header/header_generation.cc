@@ -76,7 +76,7 @@ bool is_free_text(std::string const& name) {
 std::string header_text(std::string const& name, std::string const& value, bool encode) {
   std::string const written = written_value(name, value, encode);
   // A structured value is in ASCII by now, and its encoded words must not be encoded once more.
-  std::string const text = folded(construct_header_line(name, written, encode && !is_structured(name)));
+  std::string text = folded(construct_header_line(name, written, encode && !is_structured(name)));
   if (!encode || !holds_too_long_line(text) || !is_free_text(name))
     return text;
   return folded(construct_header_line(name, in_encoded_words(written), false));

@@ -221,7 +221,7 @@ bool holds_addresses(std::string_view name) {
 }
 
 std::string written_addresses(std::string_view value, bool encode) {
-  std::string const result = written_elements(value, encode);
+  std::string result = written_elements(value, encode);
   if (!encode || (result == value && !needs_encoded_words(value)) || reads_the_same(result, value, encode))
     return result;
   return in_single_encoded_words(idn::header_domains_to_ascii(value));
