@@ -1,0 +1,223 @@
+// What the outcomes in a message are worth, in one word.
+//
+// Status lines tell of some bytes; the word is about what the reader sees. So a good word ("trustedSignature",
+// "validSignature", "decrypted") takes a shape in which these are the same: docs/security.md has the table.
+//
+// Each part is asked once. Its answer is put together from what protects it itself and from the answers of its children.
+#include <kelmime/body.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include <kel/text.h>
+#include <kelmime/openpgp.h>
+#include <security/protection_kind.h>
+#include <security/sender_addresses.h>
+#include <security/signature_verdict.h>
+
+namespace kel {
+
+namespace {
+
+using lines_t = std::vector<std::string>;
+
+constexpr char const* generation_failed = "generationFailed";
+constexpr char const* rogue_parts = "rogueParts";
+constexpr char const* complicated = "complicated";
+
+bool is_good(std::string_view word) {
+  return word == "trustedSignature" || word == "validSignature" || word == "decrypted";
+}
+
+// These are told of a message wherever they are found in it.
+bool is_overriding(std::string_view word) {
+  return word == generation_failed || word == rogue_parts;
+}
+
+std::string details_of(body_part_t const& part) {
+  lines_t texts;
+  auto const [first, last] = part.headers().equal_range("##security-details");
+  std::transform(first, last, std::back_inserter(texts), [](auto const& header) { return header.second; });
+  return text::join(texts, "\n");
+}
+
+}  // namespace
+
+// One word on a part, and what those above it need to know of it.
+struct body_part_t::answer_t {
+  std::string word = unset_string;  // unset where nothing is protected
+  bool is_on_decrypted = false;     // what was encrypted
+  bool is_untouched = false;        // the part and all below it are as they came
+
+  bool exists() const { return word != unset_string; }
+
+  static answer_t of(body_part_t& part);
+  static answer_t of_protection(body_part_t& part, bool is_untouched_below);
+
+private:
+  static answer_t beside_each_other(std::vector<answer_t> const& siblings);
+  static answer_t one_inside_the_other(answer_t const& outer, answer_t const& inner);
+  static bool is_content(body_part_t& part, std::size_t index);
+  static signature_engine_t engine_of(body_part_t& part);
+  static std::string verdict_on(body_part_t& part, lines_t const& lines);
+  static bool is_unopened(body_part_t& part);
+  static bool is_regular(body_part_t& part);
+};
+
+std::string body_part_t::get_security_status(bool whole_message) {
+  if (has_body())
+    decode_body();
+  return whole_message ? answer_t::of(*this).word : answer_t::of_protection(*this, are_subparts_untouched()).word;
+}
+
+std::string body_part_t::get_security_details() {
+  std::vector<body_part_t*> parts;
+  filter_body_parts(parts, [](body_part_t& part) { return part.has_security_status(); });
+  lines_t texts;
+  for (body_part_t* const part : parts)
+    texts.push_back(details_of(*part));
+  return text::join(texts, "\n------\n");
+}
+
+// --- Senders -----------------------------------------------------------------------------------------------------
+
+// An enclosed message is a message of its own.
+body_part_t& body_part_t::message_root() {
+  body_part_t* part = this;
+  while (part->_parent && !part->_parent->is_message())
+    part = part->_parent;
+  return *part;
+}
+
+std::vector<std::string> const& body_part_t::undecoded_senders() {
+  if (!_undecoded_senders && _raw_begin)
+    _undecoded_senders = undecoded_sender_addresses(raw_headers());
+  static std::vector<std::string> const nobody;
+  return _undecoded_senders ? *_undecoded_senders : nobody;
+}
+
+// Who the message is from, where the field says the same with its encoded words and without them: what is shown is read
+// with them.
+std::vector<std::string> body_part_t::senders() {
+  body_part_t& message = message_root();
+  std::vector<std::string> shown;
+  message.get_header_bodies({ "from", "split", "address" }, shown);
+  return shown == message.undecoded_senders() ? shown : std::vector<std::string>();
+}
+
+// --- The whole message -------------------------------------------------------------------------------------------
+
+body_part_t::answer_t body_part_t::answer_t::of(body_part_t& part) {
+  if (part.has_body())
+    part.decode_body();
+  bool is_untouched_below = true;
+  std::size_t index = 0;
+  std::vector<answer_t> content;
+  for (body_part_t& child : part._subparts) {
+    answer_t answer = of(child);
+    is_untouched_below = is_untouched_below && answer.is_untouched;
+    if (is_content(part, index++))
+      content.push_back(std::move(answer));
+  }
+  answer_t result = one_inside_the_other(of_protection(part, is_untouched_below), beside_each_other(content));
+  result.is_untouched = part._raw_begin && is_untouched_below;
+  return result;
+}
+
+// Neither the signature nor the control part nor a rogue part; and what protects an enclosed message says nothing of the one
+// around it.
+bool body_part_t::answer_t::is_content(body_part_t& part, std::size_t index) {
+  std::string const kind = part.mime_type();
+  if (kind == "multipart/signed")
+    return index == 0;
+  if (kind == "multipart/encrypted")
+    return index == 1;
+  return !part.is_message();
+}
+
+// A good word on one of several parts would be taken for one on all of them.
+body_part_t::answer_t body_part_t::answer_t::beside_each_other(std::vector<answer_t> const& siblings) {
+  std::vector<answer_t> found;
+  std::ranges::copy_if(siblings, std::back_inserter(found), &answer_t::exists);
+  auto const overriding =
+      std::ranges::find_if(found, [](answer_t const& answer) { return is_overriding(answer.word); });
+  if (overriding != found.end())
+    return *overriding;
+  if (found.empty())
+    return {};
+  bool const is_alone = siblings.size() == 1 || (found.size() == 1 && !is_good(found[0].word));
+  return is_alone ? found[0] : answer_t{ complicated };
+}
+
+// A signature inside encryption is the usual way to have both. Anything else says too little: who signs what is encrypted
+// need not know it.
+body_part_t::answer_t body_part_t::answer_t::one_inside_the_other(answer_t const& outer, answer_t const& inner) {
+  if (!inner.exists() || is_overriding(outer.word))
+    return outer;
+  if (!outer.exists() || is_overriding(inner.word))
+    return inner;
+  if (!is_good(outer.word))
+    return outer;
+  if (outer.word != "decrypted" || inner.is_on_decrypted)
+    return { complicated };
+  return { inner.word, /*is_on_decrypted*/ true };
+}
+
+// --- One part ----------------------------------------------------------------------------------------------------
+
+body_part_t::answer_t body_part_t::answer_t::of_protection(body_part_t& part, bool is_untouched_below) {
+  if (part.exists_header("security-generation-detail"))
+    return { generation_failed };
+  if (!part.has_security_status())
+    return {};
+  std::string const details = details_of(part);
+  if (details == "ROGUE_PART" || (part.is_sealed_multipart() && part._subparts.size() > 2))
+    return { rogue_parts };
+  lines_t const lines = lines_with_prefix(details, "");
+  std::string word = verdict_on(part, lines);
+  if ((is_good(word) || word == "unknown") && is_unopened(part))
+    word = "decryptFailed";
+  if (is_good(word) && !(is_untouched_below && is_regular(part)))
+    word = complicated;
+  return { word, is_decrypted(lines) };
+}
+
+std::string body_part_t::answer_t::verdict_on(body_part_t& part, lines_t const& lines) {
+  bool const has_good_signature =
+      std::ranges::any_of(lines, [](std::string const& line) { return line.starts_with("GOODSIG"); });
+  return signature_verdict(lines, has_good_signature ? part.senders() : lines_t(), engine_of(part));
+}
+
+signature_engine_t body_part_t::answer_t::engine_of(body_part_t& part) {
+  std::string const kind = part.mime_type();
+  if (kind == "multipart/signed" && part._subparts.size() == 2)
+    return engine_of_signature(part._subparts.back().mime_type()).value_or(signature_engine_t::openpgp);
+  return is_envelope(kind) ? signature_engine_t::smime : signature_engine_t::openpgp;
+}
+
+// Whether nothing came out of a part that is encrypted by its type, whatever the lines say.
+bool body_part_t::answer_t::is_unopened(body_part_t& part) {
+  std::string const kind = part.mime_type();
+  if (kind == "multipart/encrypted")
+    return part._subparts.size() < 2 || part._subparts.back()._subparts.empty();
+  return is_envelope(kind) && part._subparts.empty();
+}
+
+// Whether the part shows what is protected and nothing else.
+bool body_part_t::answer_t::is_regular(body_part_t& part) {
+  std::string const kind = part.mime_type();
+  if (is_envelope(kind))
+    return part._subparts.size() == 1;
+  if (!part.is_sealed_multipart())
+    return part._source_body.begin && !part._has_text_around_blocks;
+  if (part._subparts.size() != 2)
+    return false;
+  if (kind == "multipart/encrypted")
+    return part._subparts.front().mime_type() == "application/pgp-encrypted" &&
+           part._subparts.back()._subparts.size() == 1;
+  std::string const protocol = part.get_header_lowercased("content-type.parameter.split.protocol", "");
+  return protocol.empty() || engine_of_signature(protocol) == engine_of_signature(part._subparts.back().mime_type());
+}
+
+}  // namespace kel
