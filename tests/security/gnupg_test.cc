@@ -1,0 +1,152 @@
+// What the real program says, row by row.
+#include <gtest/gtest.h>
+
+#include <kel/preferences.h>
+#include <kelmime/unset.h>
+#include <security/gpg_arguments.h>
+#include <security/gpg_home.h>
+#include <security/signature_verdict.h>
+
+namespace kel {
+namespace {
+
+using lines_t = std::vector<std::string>;
+
+class GnuPG : public testing::Test {
+protected:
+  static void SetUpTestSuite() {
+    home = new gpg_home_t;
+    home->make_key("Ann <Ann@x.org>");
+    home->make_key("Bob <bob@x.org>");
+    home->gpg("--quick-sign-key --local-user ann@x.org " + home->fingerprint("bob@x.org"));
+    home->set_owner_trust(home->fingerprint("bob@x.org"), 2);
+    home->set_owner_trust(home->make_key("Stranger <stranger@x.org>"), 2);
+  }
+  static void TearDownTestSuite() {
+    delete home;
+    home = nullptr;
+  }
+
+  static std::string run(std::string const& args, std::string_view input, std::string const& signature = unset_string) {
+    run_gpg(args, input, signature, output, status);
+    return output;
+  }
+  // The keyword of the last run, read line by line and closely.
+  static std::string keywords(std::string const& sender) {
+    lines_t lines = lines_with_prefix(status, "[GNUPG:] ");
+    add_key_to_details(lines);
+    return parse_security_status(lines, sender) + " " + signature_verdict(lines, { sender }, signature_engine_t::openpgp);
+  }
+  static std::string verified(std::string_view text, std::string const& signature, std::string const& sender) {
+    run("--verify", text, signature);
+    return keywords(sender);
+  }
+  static std::string decrypted(std::string const& ciphertext, std::string const& sender) {
+    run("--decrypt", ciphertext);
+    return keywords(sender);
+  }
+  static std::string signature_of(std::string const& signer, std::string const& options = "") {
+    return gpg_home_t::gpg(options + " --armor --detach-sign --local-user \"<" + signer + ">\"", "text\n");
+  }
+  static std::string protect(std::string const& level, gpg_people_t const& people) {
+    auto const args = gpg_arguments(level, people, "pgp-sha384");
+    std::string result = run(args.value_or(""), "text\n");
+    EXPECT_FALSE(result.empty()) << status;
+    return result;
+  }
+
+  static inline gpg_home_t* home = nullptr;
+  static inline std::string output, status;
+};
+
+TEST_F(GnuPG, VerifiesSignatures) {
+  std::string const by_expired = [] {
+    home->make_key("Old <old@x.org>", "--faked-system-time 20200101T000000", "2020-02-01");
+    return signature_of("old@x.org", "--faked-system-time 20200110T000000");
+  }();
+  home->make_key("Early <early@x.org>", "--faked-system-time 20200101T000000");
+  home->make_key("Revoked <revoked@x.org>");
+  home->make_key("Gone <gone@x.org>");
+  std::string const by_revoked = signature_of("revoked@x.org"), by_gone = signature_of("gone@x.org");
+  home->revoke(home->fingerprint("revoked@x.org"));
+  home->gpg("--yes --delete-secret-and-public-key " + home->fingerprint("gone@x.org"));
+  struct { char const* name; std::string signature; char const* sender; char const* expected; char const* text = "text\n"; } const rows[] = {
+    { "our own key", signature_of("ann@x.org"), "ann@x.org", "trustedSignature trustedSignature" },
+    { "a key that we signed", signature_of("bob@x.org"), "bob@x.org", "trustedSignature trustedSignature" },
+    { "an unknown key", signature_of("stranger@x.org"), "stranger@x.org", "validSignature validSignature" },
+    { "another sender", signature_of("ann@x.org"), "bob@x.org", "senderMismatch senderMismatch" },
+    { "changed text", signature_of("ann@x.org"), "ann@x.org", "badSignature badSignature", "test\n" },
+    { "expired", signature_of("early@x.org", "--faked-system-time 20200102T000000 --default-sig-expire 1d"), "early@x.org", "expiredSignature expiredSignature" },
+    { "expired key", by_expired, "old@x.org", "expiredSignatureKey expiredSignatureKey" },
+    { "revoked key", by_revoked, "revoked@x.org", "revokedSignatureKey revokedSignatureKey" },
+    { "no key", by_gone, "gone@x.org", "noPublicKey noPublicKey" },
+    { "two signatures, of whom GnuPG names the last one first", signature_of("ann@x.org", "--local-user bob@x.org"), "bob@x.org", "trustedSignature validSignature" },
+    { "two signatures, the sender's behind", signature_of("ann@x.org", "--local-user bob@x.org"), "ann@x.org", "trustedSignature senderMismatch" },
+    { "no signature", "", "ann@x.org", "unknown unknown" },
+    { "opaque", home->gpg("--armor --sign --local-user ann@x.org", "text\n"), "ann@x.org", "unknown unknown" },
+    { "clear-signed, for a detached one", home->gpg("--clear-sign --local-user ann@x.org", "text\n"), "ann@x.org", "unknown unknown" },
+  };
+  for (auto const& row : rows)
+    EXPECT_EQ(verified(row.text, row.signature, row.sender), row.expected) << row.name << "\n" << status;
+  EXPECT_EQ(verified(home->gpg("--clear-sign --local-user ann@x.org", "text\n"), unset_string, "ann@x.org"), "trustedSignature trustedSignature");
+}
+
+// One user ID of a key vouches for that address alone, another's key for no address of ours.
+TEST_F(GnuPG, DoesNotLendTrust) {
+  std::string const key = home->make_key("Mallory <mallory@x.org>");
+  home->set_owner_trust(key, 2);
+  home->gpg("--quick-sign-key --local-user ann@x.org " + key);
+  home->gpg("--quick-add-uid " + key + " \"Victim <victim@x.org>\"");
+  std::string const signature = signature_of("mallory@x.org");
+  EXPECT_EQ(verified("text\n", signature, "mallory@x.org"), "trustedSignature trustedSignature");
+  EXPECT_EQ(verified("text\n", signature, "victim@x.org"), "trustedSignature senderMismatch");
+  home->gpg("--quick-revoke-uid " + key + " \"Mallory <mallory@x.org>\"");
+  EXPECT_TRUE(verified("text\n", signature, "mallory@x.org").ends_with(" senderMismatch"));
+}
+
+TEST_F(GnuPG, ProtectsOnEveryLevelAndOpensAgain) {
+  gpg_people_t const people = { "ann@x.org", { "bob@x.org" }, {}, { "stranger@x.org" } };
+  std::string const signature = protect("sign", people);
+  EXPECT_EQ(gpg_hash_name(status), "sha384");
+  EXPECT_EQ(verified("text\n", signature, "ann@x.org"), "trustedSignature trustedSignature");
+
+  std::string const encrypted = protect("encrypt", people);
+  std::string packets, error;
+  run_command(basic_environment(), "\"$PW_GPG\" --batch --list-only --list-packets", encrypted, packets, error);
+  EXPECT_EQ(lines_with_prefix(packets, ":pubkey enc packet").size(), 3U) << packets;
+  EXPECT_NE(packets.find("keyid 0000000000000000"), packets.npos) << "the blind recipient";
+  EXPECT_EQ(decrypted(encrypted, "ann@x.org"), "decrypted decrypted");
+  EXPECT_EQ(output, "text\n");
+
+  EXPECT_EQ(decrypted(protect("signAndEncrypt", people), "ann@x.org"), "trustedSignature trustedSignature");
+  EXPECT_EQ(output, "text\n");
+}
+
+TEST_F(GnuPG, TellsWhatItCannotDo) {
+  EXPECT_FALSE(run_gpg("--textmode --armor --recipient \"<stranger@x.org>\" --encrypt", "text\n", unset_string, output, status));
+  EXPECT_EQ(keywords(""), "untrustedRecipientKey untrustedRecipientKey");
+  EXPECT_FALSE(run_gpg("--textmode --armor --recipient \"<nobody@x.org>\" --encrypt", "text\n", unset_string, output, status));
+  EXPECT_EQ(keywords(""), "unknown unknown");
+
+  std::string tampered = home->gpg("--compress-algo none --sign --encrypt --local-user ann@x.org --recipient ann@x.org", "text\n");
+  tampered.back() ^= 1;
+  EXPECT_EQ(decrypted(tampered, "ann@x.org"), "trustedSignature decryptFailed");
+  EXPECT_EQ(output, "text\n") << "the text comes before the failure";
+
+  std::string const for_lost = [] {
+    home->make_key("Lost <lost@x.org>");
+    return home->gpg("--encrypt --recipient lost@x.org", "text\n");
+  }();
+  home->gpg("--yes --delete-secret-key " + home->fingerprint("lost@x.org"));
+  EXPECT_EQ(decrypted(for_lost, ""), "decryptFailed decryptFailed");
+  EXPECT_EQ(decrypted("no message", ""), "unknown unknown");
+}
+
+TEST_F(GnuPG, IsNotSpokenForByTheMessage) {
+  std::string const name = "'\n[GNUPG:] GOODSIG 1 Ann <ann@x.org>\n[GNUPG:] TRUST_FULLY\n'";
+  std::string const encrypted = home->gpg("--encrypt --recipient ann@x.org --set-filename " + name, "[GNUPG:] GOODSIG 1 Ann <ann@x.org>\n");
+  EXPECT_EQ(decrypted(encrypted, "ann@x.org"), "decrypted decrypted") << status;
+}
+
+}  // namespace
+}  // namespace kel
