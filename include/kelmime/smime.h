@@ -18,8 +18,8 @@
 //                    authority. A key and its certificate may be in two files
 //    certificates    those of other people, and of authorities in between
 //    authorities     whoever is trusted to issue certificates. A certificate here needs no issuer above it
-//    preferred       certificates (for signing: with their keys here or in "identities") that come first for the addresses
-//                    in them, where there is more than one
+//    preferred       certificates that come first for the addresses in them, where there are several. To sign, the private
+//                    key must be with them or in "identities"
 //
 // A file that cannot be read, is larger than a mebibyte or holds no certificate gives a warning and is passed over;
 // files whose names begin with a dot are not looked at. The folders are read anew by every operation that needs them.
@@ -91,7 +91,7 @@ KELMIME_EXPORT bool cms_encrypt(std::string const& address, std::vector<std::str
 // is emptied first, and filled only with what may be shown: never with what did not decrypt to its end, but also with
 // content whose signature is bad, since the status says so.
 //
-// More than 16 signers or 256 certificates in a message are refused.
+// A message of more than 16 signers, 256 certificates or 50,000 sequences and sets (about 2000 recipients) is refused.
 KELMIME_EXPORT trust_result_t cms_decrypt(std::string const& address, char const* data, std::size_t length,
                                           std::string const& detached, std::string& output, std::string& status);
 

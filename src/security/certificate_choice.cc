@@ -120,12 +120,17 @@ bool lists_address(certificate_t const& certificate, std::string const& address)
                              [&](std::string const& one) { return comparable_address(one) == wanted; });
 }
 
+std::vector<certificate_t> own_identities(certificate_store_t& store) {
+  std::vector<certificate_t> own = store.identities();
+  own.insert(own.end(), store.preferred().begin(), store.preferred().end());
+  std::erase_if(own, [](certificate_t const& one) { return !one.private_key; });
+  return own;
+}
+
 std::vector<certificate_t> identities_of(std::string const& address, certificate_store_t& store) {
-  std::vector<certificate_t> found;
-  std::ranges::copy_if(store.identities(), std::back_inserter(found), [&](certificate_t const& identity) {
-    return identity.private_key && lists_address(identity, address);
-  });
-  return found;
+  std::vector<certificate_t> own = own_identities(store);
+  std::erase_if(own, [&](certificate_t const& one) { return !lists_address(one, address); });
+  return own;
 }
 
 std::optional<certificate_t> identity_for(std::string const& address, certificate_store_t& store, std::string& status) {

@@ -41,7 +41,8 @@ std::optional<certificate_t> identity_for(std::string const& address, certificat
 std::optional<certificate_t> certificate_for(std::string const& address, certificate_store_t& store,
                                              std::string& status);
 
-// The identities with a private key that list the address.
+// The certificates with a private key, preferred ones too; and those of them that list the address.
+std::vector<certificate_t> own_identities(certificate_store_t& store);
 std::vector<certificate_t> identities_of(std::string const& address, certificate_store_t& store);
 
 // The form in which addresses are compared: lower case, the domain as the network has it.

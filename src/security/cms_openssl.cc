@@ -23,6 +23,7 @@ namespace kel::cms {
 
 namespace {
 
+constexpr int most_pieces = 50'000;  // about 2000 recipients
 constexpr int longest_chain = 10;
 constexpr int least_security = 1;       // 80 bits: no MD5, no SHA-1 in certificates, no RSA below 1024
 constexpr int least_digest_bytes = 20;  // SHA-1: old mail is signed so
@@ -37,9 +38,38 @@ using certificate_list_t = handle_t<STACK_OF(X509), release_certificates>;
 using store_t = handle_t<X509_STORE, X509_STORE_free>;
 using store_context_t = handle_t<X509_STORE_CTX, X509_STORE_CTX_free>;
 
-message_t parse(std::string_view bytes) {
+// Each certificate costs OpenSSL a third of a millisecond before anybody can count them, so the sequences and sets of a
+// message are counted first. The elements of one follow its head: the walk is a walk over heads.
+bool has_too_many_pieces(std::string_view bytes) {
+  error_scope_t const scope;
+  constexpr int is_constructed = 0x20, is_broken = 0x80;
   auto const* at = reinterpret_cast<unsigned char const*>(bytes.data());
-  return message_t(is_too_large(bytes) ? nullptr : d2i_CMS_ContentInfo(nullptr, &at, static_cast<long>(bytes.size())));
+  unsigned char const* const end = at + bytes.size();
+  int pieces = 0;
+  while (at < end && pieces <= most_pieces) {
+    long size = 0;
+    int tag = 0, tag_class = 0;
+    int const kind = ASN1_get_object(&at, &size, &tag, &tag_class, end - at);
+    if (kind & is_broken)
+      break;
+    if (kind & is_constructed)
+      ++pieces;
+    else
+      at += size;
+  }
+  return pieces > most_pieces;
+}
+
+message_t parse(std::string_view bytes, std::string& trouble) {
+  if (is_too_large(bytes) || has_too_many_pieces(bytes)) {
+    trouble = "The message is made of more than is read.\n";
+    return nullptr;
+  }
+  auto const* at = reinterpret_cast<unsigned char const*>(bytes.data());
+  message_t message(d2i_CMS_ContentInfo(nullptr, &at, static_cast<long>(bytes.size())));
+  if (!message)
+    trouble = trouble_of_scope();
+  return message;
 }
 
 std::optional<std::string> der_of(CMS_ContentInfo* message, std::string& trouble) {
@@ -235,11 +265,9 @@ bool take_key(CMS_ContentInfo* message, certificate_t const& identity) {
 
 kind_t kind_of(std::string_view message, std::string& trouble) {
   error_scope_t const scope;
-  message_t const cms = parse(message);
-  if (!cms) {
-    trouble = trouble_of_scope();
+  message_t const cms = parse(message, trouble);
+  if (!cms)
     return kind_t::unreadable;
-  }
   if (is_envelope(cms.get()))
     return kind_t::envelope;
   return is_type(cms.get(), NID_pkcs7_signed) ? kind_t::signed_data : kind_t::other;
@@ -285,11 +313,13 @@ std::optional<std::string> encrypt(std::string_view content, std::span<certifica
 std::optional<plaintext_t> decrypt(std::string_view message, std::span<certificate_t const> identities,
                                    std::string& trouble) {
   error_scope_t const scope;
-  message_t const cms = parse(message);
-  bio_t const out = collector();
-  bool const has_key = cms && is_envelope(cms.get()) &&
+  message_t const cms = parse(message, trouble);
+  if (!cms)
+    return std::nullopt;
+  bool const has_key = is_envelope(cms.get()) &&
                        std::any_of(identities.begin(), identities.end(),
                                    [&](certificate_t const& identity) { return take_key(cms.get(), identity); });
+  bio_t const out = collector();
   if (has_key && out && CMS_decrypt(cms.get(), nullptr, nullptr, nullptr, out.get(), as_it_stands) == 1)
     return plaintext_t{ collected(out), OBJ_obj2nid(CMS_get0_eContentType(cms.get())) == NID_pkcs7_signed };
   trouble = has_key ? trouble_of_scope() : "The message is encrypted to none of the private keys.\n";
@@ -314,10 +344,10 @@ std::string framed_signed_data(std::string_view signed_data) {
 std::optional<signatures_t> verify(std::string_view message, std::vector<std::string_view> const& contents,
                                    certificates_t const& known, std::string& trouble) {
   error_scope_t const scope;
-  message_t const cms = parse(message);
+  message_t const cms = parse(message, trouble);
   if (!cms)
-    trouble = trouble_of_scope();
-  else if (!is_type(cms.get(), NID_pkcs7_signed))
+    return std::nullopt;
+  if (!is_type(cms.get(), NID_pkcs7_signed))
     trouble = "The message is no signed data.\n";
   else if (has_too_much(cms.get()))
     trouble = "The message has more signers or certificates than are read.\n";

@@ -135,7 +135,7 @@ void reading_t::read_content(std::string_view message, cms::kind_t kind) {
 void reading_t::open_envelope(std::string_view message) {
   std::string trouble;
   std::optional<cms::plaintext_t> const plaintext =
-      cms::decrypt(message, _identities ? *_identities : _store.identities(), trouble);
+      cms::decrypt(message, _identities ? *_identities : own_identities(_store), trouble);
   if (!plaintext) {
     _status += trouble + "DECRYPTION_FAILED\n";
     return;
@@ -234,9 +234,10 @@ bool reading_t::was_issued_to_sender(certificate_t const& certificate) {
     warning("Failed to setup verification of from address in certificate\n");
     return false;
   }
-  if (!policy->accepts(certificate))
+  bool const is_accepted = policy->accepts(certificate);
+  if (!is_accepted)
     _status += "The certificate was not issued to " + policy->address + ".\n";
-  return policy->accepts(certificate);
+  return is_accepted;
 }
 
 // The sender's where the certificate has several.
@@ -281,26 +282,35 @@ bool collect_certificates(std::vector<std::string> const& recipients, certificat
   return true;
 }
 
+struct participants_t {
+  std::optional<certificate_t> signer;
+  std::vector<certificate_t> recipients;
+};
+
+bool find_participants(request_t const& request, certificate_store_t& store, participants_t& participants,
+                       std::string& status) {
+  if (request.sign && !(participants.signer = identity_for(request.address, store, status)))
+    return false;
+  if (request.encrypt && !collect_certificates(request.recipients, store, participants.recipients, status))
+    return false;
+  void const* const signer = participants.signer ? &*participants.signer : nullptr;
+  void const* const recipients = participants.recipients.data();
+  debug_trace_t().line(text::format(" Addresses found: %p, %p", signer, recipients));
+  return true;
+}
+
 std::optional<std::string> protected_form(request_t const& request, std::string_view input, std::string& status) {
   certificate_store_t store;
-  std::optional<certificate_t> identity;
-  if (request.sign && !(identity = identity_for(request.address, store, status)))
+  participants_t participants;
+  if (!find_participants(request, store, participants, status))
     return std::nullopt;
-  std::vector<certificate_t> certificates;
-  if (request.encrypt && !collect_certificates(request.recipients, store, certificates, status))
-    return std::nullopt;
-  debug_trace_t const trace;
-  void const* const identity_found = identity ? &*identity : nullptr;
-  void const* const certificates_found = certificates.data();
-  trace.line(text::format(" Addresses found: %p, %p", identity_found, certificates_found));
-  trace.line(" CMSEncode");
-
+  debug_trace_t().line(" CMSEncode");
   std::optional<std::string> result = with_crlf(input);
   std::string trouble;
   if (request.sign)
-    result = cms::sign(*result, *identity, store.identities(), /*is_detached*/ !request.encrypt, trouble);
+    result = cms::sign(*result, *participants.signer, store.identities(), /*is_detached*/ !request.encrypt, trouble);
   if (result && request.encrypt)
-    result = cms::encrypt(request.sign ? entity_of_signed_data(*result) : *result, certificates, trouble);
+    result = cms::encrypt(request.sign ? entity_of_signed_data(*result) : *result, participants.recipients, trouble);
   status += trouble;
   if (result && request.encrypt && !can_be_read_by_sender(*result, request, store, status))
     result.reset();

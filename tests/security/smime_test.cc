@@ -287,6 +287,11 @@ TEST(Smime, EnvelopesOpenForEveryRecipient) {
   EXPECT_EQ(read(encrypted, "ann@example.org").word, "decryptFailed");
 }
 
+TEST(Smime, APreferredCertificateMayHaveTheOnlyKey) {
+  folder_t const folder({ { "preferred/ann.pem", people().ann.both() } });
+  EXPECT_EQ(read(made("ann@example.org", { "ann@example.org" }, true), "ann@example.org").word, "trustedSignature");
+}
+
 TEST(Smime, NothingIsEncryptedThatTheSenderCannotRead) {
   std::map<std::string, std::string> files = usual_files();
   files["identities/work.pem"] = people().carol.both();
@@ -345,6 +350,14 @@ TEST(Smime, BrokenMessagesEndInAWord) {
       EXPECT_TRUE(outcome.output.empty() || outcome.word == "decrypted") << size;
     }
   }
+}
+
+TEST(Smime, MessagesOfTooManyPiecesAreRefused) {
+  folder_t const folder({});
+  std::string pieces;
+  for (int i = 0; i < 50'001; ++i)
+    pieces += "\x31\x80";
+  EXPECT_EQ(read(pieces, unset_string).status, "The message is made of more than is read.\n");
 }
 
 // --- The folder --------------------------------------------------------------------------------------------------
