@@ -17,7 +17,7 @@ std::vector<char> draft_bytes() {
   std::string data(attachment_bytes, '\0');
   for (std::size_t i = 0; i < data.size(); ++i)
     data[i] = static_cast<char>(i * 31 + i / 251);
-  draft.add_attachment(data, "plan.pdf");
+  draft.add_attachment(data, "plan.pdf", "");
   std::vector<char> bytes;
   draft.generate_rfc822(std::back_inserter(bytes));
   return bytes;

@@ -103,7 +103,7 @@ public:
 
   // Copying copies the subtree and shares the bytes. Parents are copied as they stand: the copy names the parent of the
   // original, and the children inside it the parts they were copied from; so do the children of a part that was moved.
-  // Whoever goes on to use one calls `detach` on it first, or `set_parent` where it joins another tree.
+  // Whoever goes on to use one calls `detach` on it first, and then `set_parent` where it joins another tree.
   body_part_t() = default;
 
   // Forgets what was parsed: bytes, headers, children, records, the place in the tree.
@@ -277,11 +277,12 @@ public:
   // headers alone were set with the body that it had. Line ends are bare line feeds; CR LF is the transport's business.
 
   // False when writing would abort: a part to be written anew is multipart/signed or multipart/encrypted and has not
-  // exactly two children (RFC 1847). Mail from outside may be like that, so ask before writing what was edited.
+  // exactly two children (RFC 1847). False also when it would lose something: the part was edited and has more children than
+  // the limits let us list. Mail from outside may be like that, so ask before writing what was edited.
   bool can_be_written();
 
-  // Appends the part: headers, an empty line, body. A resent message gets its new resent headers in front instead of the
-  // newest ones that it had. A multipart whose content happens to hold its delimiter line gets a new boundary.
+  // Appends the part: headers, an empty line, body. A resent message (it has "resent-from") gets its new headers in front
+  // instead of the newest ones that it had: resent-from, -to, -cc, -bcc, -date and -message-id, and no others. A multipart whose content happens to hold its delimiter line gets a new boundary.
   void generate_rfc822(message_inserter_t out);
 
   // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone.
@@ -328,8 +329,9 @@ public:
                 char const* last, bool flow);
 
   // Sets the text of a message. `markup` names the language that it is written in, such as "markdown"; `html` is the same
-  // text as HTML and makes the part a multipart/alternative; both may be `unset_string`. Attachments and related parts
-  // stay. `is_signed` says that the text is going to be signed: then it is encoded so that no transport changes it.
+  // text as HTML and makes the part a multipart/alternative; both may be `unset_string`. Without `html`, HTML that was there
+  // goes, and what it shows. Attachments stay, and a message that begins with something else gets its text in front of it.
+  // `is_signed` says that the text is going to be signed: then it is encoded so that no transport changes it.
   void set_text_body(std::string const& text, std::string const& markup, std::string const& html, bool is_signed);
 
   // Sets the HTML of a message. Text that is already there stays beside it as the plain alternative.
@@ -338,14 +340,14 @@ public:
   // Appends an attachment; a message that is no multipart/mixed yet becomes one, with what it was as the first part. `name`
   // is UTF-8; of a path only the last component counts. An empty `type` is found by the name; "message/rfc822" embeds a
   // message. Bytes of type text that are not UTF-8 are sent as application/octet-stream.
-  body_part_t& add_attachment(std::string_view bytes, std::string const& name, std::string const& type = "");
+  body_part_t& add_attachment(std::string_view bytes, std::string const& name, std::string const& type);
 
   // The same for a file. One that cannot be read gives a warning and null.
   body_part_t* add_attachment(std::string const& path);
 
   // Adds a resource that the HTML shows, such as an image, and returns the identifier by which it does: "cid:" and this.
-  // It is the name, as far as that may stand in an identifier; of a path only the last component counts. A resource of
-  // the same name is replaced. Before there is HTML the resource waits for it.
+  // It is the name, with "+" and two hexadecimal digits for each byte that may not stand in an identifier; of a path only
+  // the last component counts. A resource of the same name is replaced. Before there is HTML the resource waits for it.
   std::string add_related_part(std::string const& name, std::string_view bytes);
 
   // The text of the message: that of a text part, of a multipart that of its first text, plain before HTML. With
@@ -471,7 +473,7 @@ private:
   std::shared_ptr<header::structured_value_t const> content_header(std::string const& name);
   void store_header(std::string const& name, std::string const& value);
   void drop_raw_bytes();
-  bool decides_reading(std::string const& name);
+  bool decides_reading(std::string const& name, std::string const& value);
   void forget_source_body();
   void content_changed();
   void take_body(std::shared_ptr<std::vector<char>> bytes);
@@ -519,7 +521,7 @@ private:
   void write_multipart(writing_t& writing);
   void prepare_headers();
   void prepare_container_headers(std::string const& encoding);
-  void prepare_text_headers(std::string const& encoding);
+  void prepare_leaf_headers(std::string const& encoding);
   void renew_boundary();
   std::string wanted_container_encoding();
   void apply_markdown_rule();
@@ -532,7 +534,14 @@ private:
   void finish_content();
   void set_plain_text(std::string const& text, std::string const& markup, bool is_signed);
   body_part_t& content_part();
+  body_part_t& insert_text_part();
+  body_part_t* find_text(std::string const& subtype);
+  body_part_t* find_related_group();
+  bool is_content();
   bool has_text();
+  bool holds_8bit() const;
+  void take_attachments(std::list<body_part_t>& attachments);
+  void replace_content_by_text(std::string const& text, std::string const& markup, bool is_signed);
   body_part_t& attachment_container();
   void attach_related(body_part_t& content, std::string const& name, std::string_view bytes);
   void wrap_content(std::string const& subtype, std::string const& parameters);
@@ -579,7 +588,9 @@ private:
   // Written by unfolding (body_parser.cc). No decoded bytes: the raw body is the decoded one.
   std::shared_ptr<std::vector<char> const> _decoded_body;
   bool _is_decoded = false;
-  bool _is_split = false;  // the children are the source body, cut at its delimiter lines
+  bool _is_split = false;         // the children are the source body, cut at its delimiter lines
+  bool _lacks_subparts = false;   // the limits did not let us list all of them
+  bool _holds_utf8_text = false;  // the decoded body is text in its reading form
   std::list<body_part_t> _subparts;
   body_part_t* _parent = nullptr;
 

@@ -12,6 +12,7 @@
 #include <kel/text.h>
 #include <kel/timer.h>
 #include <base/fatal.h>
+#include <header/parameters.h>
 #include <kelmime/body_parser.h>
 #include <kelmime/charset.h>
 #include <kelmime/cleanup_header_body.h>
@@ -128,6 +129,8 @@ void body_part_t::init() {
   _decoded_body.reset();
   _is_decoded = false;
   _is_split = false;
+  _lacks_subparts = false;
+  _holds_utf8_text = false;
   _subparts.clear();
   _parent = nullptr;
   _original_data.reset();
@@ -266,7 +269,7 @@ bool body_part_t::exists_header(std::string const& name) const {
 void body_part_t::set_header(std::string const& name, std::string const& value) {
   if (!is_virtual(name) && !name.starts_with("resent-")) {
     drop_raw_bytes();
-    if (decides_reading(name))
+    if (decides_reading(name, value))
       forget_source_body();
   } else if (name.starts_with("#mime-") && has_body()) {
     decode_body();  // unfolding stores these headers where they are missing
@@ -288,13 +291,16 @@ void body_part_t::store_header(std::string const& name, std::string const& value
   _content_headers = {};
 }
 
-// Whether the body that was read says something else under a new value of this header. Bytes that are no text to us are
-// the same under every Content-Type.
-bool body_part_t::decides_reading(std::string const& name) {
+// Whether the body that was read says something else under a new value of this header. Bytes that are no text to us, or
+// are to be none, are the same under every Content-Type.
+bool body_part_t::decides_reading(std::string const& name, std::string const& value) {
   if (name == "content-transfer-encoding")
     return true;
-  bool const is_inline_text = is_text() && get_header_lowercased("content-disposition.type", "") != "attachment";
-  return name == "content-type" && (is_inline_text || is_multi_part());
+  if (name != "content-type")
+    return false;
+  std::string const type = text::lowercase(header::parse_structured_value(value == unset_string ? "" : value).type);
+  bool const is_text_to_be = type.empty() || type == "text";
+  return is_multi_part() || (_holds_utf8_text && is_text_to_be);
 }
 
 // The decoded side of the part must survive: children are unfolded now, and the hint at a charset is taken for their sake.
@@ -330,6 +336,8 @@ void body_part_t::take_body(std::shared_ptr<std::vector<char>> bytes) {
   _decoded_body.reset();
   _is_decoded = false;
   _is_split = false;
+  _lacks_subparts = false;
+  _holds_utf8_text = false;
   _subparts.clear();
 }
 
@@ -484,7 +492,10 @@ bool body_part_t::has_security_status() const {
 
 // --- The tree ----------------------------------------------------------------------------------------------------
 
+// A tree of its own has its own limits.
 void body_part_t::detach() {
+  if (_budget)
+    _budget = std::make_shared<tree_budget_t>(static_cast<std::size_t>(_bytes->end() - _bytes->begin()));
   adopt_subparts();
   _parent = nullptr;
 }
@@ -492,6 +503,8 @@ void body_part_t::detach() {
 void body_part_t::adopt_subparts() {
   for (body_part_t& child : _subparts) {
     child._parent = this;
+    if (_budget && child._budget)
+      child._budget = _budget;
     child.adopt_subparts();
   }
   for (auto& [id, deleted] : _deleted_subparts)

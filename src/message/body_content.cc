@@ -27,6 +27,7 @@
 #include <header/parameters.h>
 #include <kelmime/format_flowed.h>
 #include <kelmime/header_generation.h>
+#include <kelmime/hex.h>
 #include <kelmime/mime.h>
 #include <kelmime/reencode.h>
 #include <kelmime/transfer_encoding_choice.h>
@@ -118,48 +119,25 @@ std::string without_carriage_returns(std::string_view bytes) {
 
 // --- Names -------------------------------------------------------------------------------------------------------
 
-// A name as it may stand in a Content-ID and, without escapes, in the URL that refers to it (RFC 2392).
+// A name as it may stand in a Content-ID and, without escapes, in the URL that refers to it (RFC 2392). Different names
+// have different ones.
 std::string identifier_of(std::string_view name) {
   std::string id;
-  for (char const c : name)
-    id += ascii::is_alnum(c) || std::string_view("-_.@").find(c) != std::string_view::npos ? c : '_';
-  return id;
+  for (char const c : name) {
+    if (ascii::is_alnum(c) || c == '-' || c == '_' || c == '.')
+      id += c;
+    else
+      id.append("+").append({ text::int_to_hex(byte_value(c) >> 4), text::int_to_hex(byte_value(c)) });
+  }
+  return id.empty() ? "+" : id;
 }
 
 std::string file_name_of(std::string const& name) {
   return path::name(name.substr(name.rfind('\\') + 1));
 }
 
-// --- Finding text ------------------------------------------------------------------------------------------------
-
 bool is_attached(body_part_t& part) {
   return part.get_header_lowercased("content-disposition.type", "") == "attachment";
-}
-
-// The first part of the subtype of text, not looking into attachments and messages. Null when there is none.
-body_part_t* find_text(body_part_t& part, std::string const& subtype) {
-  if (part.mime_type() == "text/" + subtype)
-    return is_attached(part) ? nullptr : &part;
-  if (!part.is_multi_part())
-    return nullptr;
-  for (body_part_t& child : part.subparts()) {
-    if (body_part_t* const found = find_text(child, subtype))
-      return found;
-  }
-  return nullptr;
-}
-
-// The innermost multipart/related around the first HTML. Null when there is none.
-body_part_t* find_related_group(body_part_t& part) {
-  if (!part.is_multi_part())
-    return nullptr;
-  for (body_part_t& child : part.subparts()) {
-    if (!find_text(child, "html"))
-      continue;
-    body_part_t* const inner = find_related_group(child);
-    return inner || part.mime_type() != "multipart/related" ? inner : &part;
-  }
-  return nullptr;
 }
 
 }  // namespace
@@ -168,8 +146,8 @@ body_part_t* find_related_group(body_part_t& part) {
 
 void body_part_t::set_body(std::string const& type, std::string const& subtype, std::string const& parameters,
                            char const* first, char const* last, bool flow) {
-  std::string_view const body(first, last);
-  store_content(type, body);
+  store_content(type, { first, last });
+  std::string_view const body(_decoded_body->data(), _decoded_body->size());
   std::string content_type = type + "/" + subtype;
   std::string encoding;
   if (type == "multipart") {
@@ -191,17 +169,21 @@ void body_part_t::set_body(std::string const& type, std::string const& subtype, 
   finish_content();
 }
 
-// Forgets what the part was and keeps the bytes as its decoded body.
+// Forgets what the part was and keeps the bytes, which may be its own, as its decoded body.
 void body_part_t::store_content(std::string const& type, std::string_view body) {
-  _has_changed = true;
   auto kept = std::make_shared<std::vector<char> const>(body.begin(), body.end());
+  if (type == "multipart" && has_body())
+    decode_body();
+  else
+    _subparts.clear();
+  _has_changed = true;
   _raw_begin = _body_begin = _raw_end = nullptr;
   _source_body = {};
   _is_split = false;
-  if (type != "multipart")
-    _subparts.clear();
   _decoded_body = std::move(kept);
   _is_decoded = true;
+  _holds_utf8_text = type == "text";
+  _canonicalized_text = unset_string;
 }
 
 // Adds the parameters of a text to its Content-Type, and decides on an encoding where the bytes alone do not. Answers
@@ -244,7 +226,8 @@ void body_part_t::unfold_content() {
 
 void body_part_t::finish_content() {
   if (_parent) {
-    _parent->update_mime_encoding();
+    if (holds_8bit() != _parent->holds_8bit())  // otherwise nothing would change
+      _parent->update_mime_encoding();
     return;
   }
   set_header("mime-version", "1.0");
@@ -254,16 +237,19 @@ void body_part_t::finish_content() {
 
 // --- Composing ---------------------------------------------------------------------------------------------------
 
-void body_part_t::set_text_body(std::string const& text, std::string const& markup, std::string const& html,
-                                bool is_signed) {
+// The texts may stand in the parts that are replaced.
+void body_part_t::set_text_body(std::string const& given_text, std::string const& given_markup,
+                                std::string const& given_html, bool is_signed) {
+  std::string const text = given_text, markup = given_markup, html = given_html;
   body_part_t& content = content_part();
+  body_part_t* const plain = content.find_text("plain");
   if (html == unset_string) {
-    content.set_plain_text(text, markup, is_signed);
+    content.replace_content_by_text(text, markup, is_signed);
     return;
   }
-  if (body_part_t* const plain = find_text(content, "plain")) {
+  if (plain) {
     plain->set_plain_text(text, markup, is_signed);
-  } else if (find_text(content, "html")) {
+  } else if (content.find_text("html")) {
     content.wrap_content("alternative", unset_string);
     content.insert_subpart(0, "text", "plain", unset_string, nullptr, nullptr, false)
         .set_plain_text(text, markup, is_signed);
@@ -281,14 +267,47 @@ void body_part_t::set_plain_text(std::string const& text, std::string const& mar
   set_body("text", "plain", parameters, text.data(), text.data() + text.size(), may_flow);
 }
 
-void body_part_t::set_html_body(std::string const& html) {
+// HTML goes, and what it shows; what else stands among it stays, as attachments.
+void body_part_t::replace_content_by_text(std::string const& text, std::string const& markup, bool is_signed) {
+  std::list<body_part_t> attachments;
+  take_attachments(attachments);
+  set_plain_text(text, markup, is_signed);
+  if (attachments.empty())
+    return;
+  wrap_content("mixed", unset_string);
+  for (body_part_t& attachment : attachments)
+    adopt(attachment);
+  _subparts.splice(_subparts.end(), attachments);
+  update_mime_encoding();
+}
+
+void body_part_t::take_attachments(std::list<body_part_t>& attachments) {
+  if (!is_multi_part())
+    return;
+  bool const is_related = mime_type() == "multipart/related";
+  for (auto child = _subparts.begin(); child != _subparts.end();) {
+    auto const next = std::next(child);
+    bool const is_shown = is_related && !is_attached(*child);
+    if (child->is_multi_part())
+      child->take_attachments(attachments);
+    else if (!is_shown && !child->is_content())
+      attachments.splice(attachments.end(), _subparts, child);
+    child = next;
+  }
+}
+
+void body_part_t::set_html_body(std::string const& given_html) {
+  std::string const html = given_html;
   body_part_t& content = content_part();
-  body_part_t* part = find_text(content, "html");
+  body_part_t* part = content.find_text("html");
+  bool const is_first_html = !part;
   if (!part && content.has_text()) {
     content.wrap_content("alternative", unset_string);
     part = &content.insert_subpart(content.num_subparts(), "text", "html", unset_string, nullptr, nullptr, false);
   }
   (part ? *part : content).set_body("text", "html", unset_string, html.data(), html.data() + html.size(), false);
+  if (!is_first_html)
+    return;
   for (auto const& [name, bytes] : _related_parts)
     attach_related(content, name, bytes);
 }
@@ -300,6 +319,8 @@ body_part_t& body_part_t::add_attachment(std::string_view bytes, std::string con
   if (main_type == "message")
     bytes = message;
   body_part_t& container = attachment_container();
+  if (container._subparts.empty())
+    container.insert_text_part();
   std::string const parameters = file_name.empty() ? unset_string : header::parameter_text("name", file_name);
   body_part_t& part = container.push_body_part();
   container.content_changed();
@@ -315,7 +336,7 @@ body_part_t* body_part_t::add_attachment(std::string const& path) {
     warning("Unable to read attachment '%s'\n", printable(path).c_str());
     return nullptr;
   }
-  return &add_attachment(bytes, path::name(path));
+  return &add_attachment(bytes, path::name(path), "");
 }
 
 std::string body_part_t::add_related_part(std::string const& name, std::string_view bytes) {
@@ -326,11 +347,9 @@ std::string body_part_t::add_related_part(std::string const& name, std::string_v
 }
 
 std::string body_part_t::text_body(bool canonical) {
-  if (!has_body())
-    return {};
-  body_part_t* part = find_text(*this, "plain");
+  body_part_t* part = find_text("plain");
   if (!part)
-    part = find_text(*this, "html");
+    part = find_text("html");
   if (!part)
     return {};
   if (canonical && part->_canonicalized_text != unset_string)
@@ -338,29 +357,77 @@ std::string body_part_t::text_body(bool canonical) {
   return std::string(part->decoded_body());
 }
 
-// --- Shapes ------------------------------------------------------------------------------------------------------
+// --- Finding text ------------------------------------------------------------------------------------------------
 
-// Where the text of the message is: what attachments and a signature stand beside.
-body_part_t& body_part_t::content_part() {
-  if (!is_multi_part() || subparts().empty())
-    return *this;
-  body_part_t& first = _subparts.front();
+// The first part of the subtype of text, not looking into attachments and messages. Null when there is none.
+body_part_t* body_part_t::find_text(std::string const& subtype) {
+  if (!has_body())
+    return nullptr;
+  if (mime_type() == "text/" + subtype)
+    return is_attached(*this) ? nullptr : this;
+  if (!is_multi_part())
+    return nullptr;
+  for (body_part_t& child : subparts()) {
+    if (body_part_t* const found = child.find_text(subtype))
+      return found;
+  }
+  return nullptr;
+}
+
+// The innermost multipart/related around the first HTML. Null when there is none.
+body_part_t* body_part_t::find_related_group() {
+  if (!is_multi_part())
+    return nullptr;
+  for (body_part_t& child : subparts()) {
+    if (!child.find_text("html"))
+      continue;
+    body_part_t* const inner = child.find_related_group();
+    return inner || mime_type() != "multipart/related" ? inner : this;
+  }
+  return nullptr;
+}
+
+// Whether this is the text of a message, in all its forms, and not a group of the text with something else.
+bool body_part_t::is_content() {
   std::string const type = mime_type();
-  bool const is_group = type == "multipart/mixed" || type == "multipart/signed" ||
-                        (type == "multipart/related" && !find_text(first, "html"));
-  return is_group ? first.content_part() : *this;
+  if (type == "text/plain" || type == "text/html")
+    return !is_attached(*this);
+  bool const has_text = find_text("plain") || find_text("html");
+  return (type == "multipart/alternative" && has_text) || (type == "multipart/related" && find_related_group());
 }
 
 bool body_part_t::has_text() {
-  body_part_t* const plain = has_body() ? find_text(*this, "plain") : nullptr;
+  body_part_t* const plain = find_text("plain");
   return plain && !is_blank(plain->decoded_body());
+}
+
+// --- Shapes ------------------------------------------------------------------------------------------------------
+
+// Where the text of the message is: what attachments and a signature stand beside. A message without text gets an empty one
+// in front.
+body_part_t& body_part_t::content_part() {
+  if (!has_body() || is_content())
+    return *this;
+  std::string const type = mime_type();
+  bool const may_hold_content = is_multi_part() && type != "multipart/encrypted" && !subparts().empty();
+  if (may_hold_content && (_subparts.front().is_content() || _subparts.front().is_multi_part()))
+    return _subparts.front().content_part();
+  if (type != "multipart/mixed")
+    wrap_content("mixed", unset_string);
+  return insert_text_part();
+}
+
+body_part_t& body_part_t::insert_text_part() {
+  body_part_t& text = insert_subpart(0, "text", "plain", unset_string, nullptr, nullptr, false);
+  text.set_plain_text("", unset_string, false);
+  return text;
 }
 
 // The part that takes attachments: a multipart/mixed, or the group of a text that refers to its attachments.
 body_part_t& body_part_t::attachment_container() {
   body_part_t* const container = attachments_body_part();
   if (container) {
-    bool const is_html_group = container->mime_type() == "multipart/related" && find_related_group(*container);
+    bool const is_html_group = container->mime_type() == "multipart/related" && container->find_related_group();
     if (!is_html_group)
       return *container;
     container->wrap_content("mixed", unset_string);
@@ -374,10 +441,10 @@ body_part_t& body_part_t::attachment_container() {
 
 // Beside the HTML of the content, if there is any.
 void body_part_t::attach_related(body_part_t& content, std::string const& name, std::string_view bytes) {
-  body_part_t* const html = content.has_body() ? find_text(content, "html") : nullptr;
+  body_part_t* const html = content.find_text("html");
   if (!html)
     return;
-  body_part_t* group = find_related_group(content);
+  body_part_t* group = content.find_related_group();
   if (!group) {
     html->wrap_content("related", header::parameter_text("type", "text/html"));
     group = html;
@@ -385,7 +452,8 @@ void body_part_t::attach_related(body_part_t& content, std::string const& name, 
   std::string const id = "<" + identifier_of(name) + ">";
   body_part_t* part = nullptr;
   for (body_part_t& child : group->subparts()) {
-    if (child.get_header("content-id", "") == id)
+    auto const stated = child._headers.find("content-id");
+    if (stated != child._headers.end() && stated->second == id)
       part = &child;
   }
   if (!part)
@@ -400,6 +468,11 @@ void body_part_t::attach_related(body_part_t& content, std::string const& name, 
 // Makes this part a multipart whose only child is what it was.
 void body_part_t::wrap_content(std::string const& subtype, std::string const& parameters) {
   drop_raw_bytes();
+  // Inside, a transfer encoding of a container would be undone that was not undone here.
+  std::string const encoding = transfer_encoding();
+  bool const is_stated = encoding == "base64" || encoding == "quoted-printable" || encoding == "x-uuencode";
+  if (is_stated && (is_multi_part() || is_message()))
+    forget_source_body();
   body_part_t inner;
   move_content_to(inner);
   set_body("multipart", subtype, parameters, nullptr, nullptr, false);
@@ -425,6 +498,9 @@ void body_part_t::move_content_to(body_part_t& inner) {
   inner._decoded_body = std::exchange(_decoded_body, {});
   inner._is_decoded = _is_decoded;
   inner._is_split = std::exchange(_is_split, false);
+  inner._lacks_subparts = std::exchange(_lacks_subparts, false);
+  inner._holds_utf8_text = std::exchange(_holds_utf8_text, false);
+  inner._preferred_subpart = std::exchange(_preferred_subpart, no_preference);
   inner._guessed_charset = _guessed_charset;
   inner._description = std::exchange(_description, {});
   inner._canonicalized_text = std::exchange(_canonicalized_text, unset_string);

@@ -32,6 +32,7 @@
 #include <message/boundary.h>
 #include <message/delimiter_index.h>
 #include <message/multipart.h>
+#include <message/quoted_printable_body.h>
 
 namespace kel {
 
@@ -70,8 +71,10 @@ bool is_applicable(std::string_view encoding) {
 }
 
 // Bytes under an encoding that cannot be applied are as they stand: binary, or never decoded.
-void append_encoded(std::string_view bytes, std::string const& encoding, std::vector<char>& out) {
-  if (is_applicable(encoding))
+void append_encoded(std::string_view bytes, std::string const& encoding, bool has_lines, std::vector<char>& out) {
+  if (encoding == "quoted-printable")
+    append_quoted_printable(bytes, has_lines, std::back_inserter(out));
+  else if (is_applicable(encoding))
     encode(bytes.begin(), bytes.end(), std::back_inserter(out), encoding);
   else
     out.insert(out.end(), bytes.begin(), bytes.end());
@@ -195,6 +198,8 @@ void body_part_t::generate_rfc822() {
 
 void body_part_t::generate_rfc822_headers(message_inserter_t out) {
   writing_t writing{ container_of(out), 0 };
+  if (!is_untouched())
+    prepare_headers();
   write_header_block(writing);
 }
 
@@ -244,6 +249,8 @@ bool body_part_t::can_be_written() {
   if (is_untouched() || !has_body())
     return true;
   if (is_sealed_multipart() && num_subparts() != 2)
+    return false;
+  if (_lacks_subparts && !is_body_untouched())
     return false;
   return std::all_of(_subparts.begin(), _subparts.end(), [](body_part_t& child) { return child.can_be_written(); });
 }
@@ -322,10 +329,8 @@ void body_part_t::prepare_headers() {
   std::string const encoding = transfer_encoding();
   if (is_multi_part() || is_message())
     prepare_container_headers(encoding);
-  else if (encoding == "x-uuencode")
-    store_header("content-transfer-encoding", "base64");
-  else if (is_text() && is_applicable(encoding))
-    prepare_text_headers(encoding);
+  else
+    prepare_leaf_headers(encoding);
 }
 
 // Containers are never encoded. One that says so, and was read without undoing it, may go on saying so.
@@ -337,9 +342,11 @@ void body_part_t::prepare_container_headers(std::string const& encoding) {
     renew_boundary();
 }
 
-// Text is kept in UTF-8, whatever it was read from. An attached text is bytes.
-void body_part_t::prepare_text_headers(std::string const& encoding) {
-  if (get_header_lowercased("content-disposition.type", "") == "attachment")
+// Text is kept in UTF-8, whatever it was read from; attached text is bytes.
+void body_part_t::prepare_leaf_headers(std::string const& encoding) {
+  if (encoding == "x-uuencode")
+    store_header("content-transfer-encoding", "base64");
+  if (!_holds_utf8_text || !is_text())
     return;
   std::string_view const text = decoded_view();
   bool const is_ascii = std::none_of(text.begin(), text.end(), is_high);
@@ -357,10 +364,14 @@ void body_part_t::renew_boundary() {
   store_header("content-type", header::with_parameter(content_type, "boundary", new_boundary()));
 }
 
+bool body_part_t::holds_8bit() const {
+  auto const stated = _headers.lower_bound("content-transfer-encoding");
+  return stated != _headers.end() && stated->first == "content-transfer-encoding" && stated->second == "8bit";
+}
+
 std::string body_part_t::wanted_container_encoding() {
-  bool const has_8bit = std::any_of(_subparts.begin(), _subparts.end(), [](body_part_t& child) {
-    return child.get_header("content-transfer-encoding", "") == "8bit";
-  });
+  bool const has_8bit =
+      std::any_of(_subparts.begin(), _subparts.end(), [](body_part_t const& child) { return child.holds_8bit(); });
   return has_8bit ? "8bit" : unset_string;
 }
 
@@ -393,21 +404,21 @@ void body_part_t::write_body(writing_t& writing) {
   else if (is_multi_part())
     write_multipart(writing);
   else if (!is_message())
-    append_encoded(decoded_view(), transfer_encoding(), writing.out);
+    append_encoded(decoded_view(), transfer_encoding(), /*has_lines*/ false, writing.out);
 }
 
 void body_part_t::write_text(writing_t& writing) {
   std::string_view text = decoded_view();
   std::string const encoding = transfer_encoding();
-  if (!is_plain() || !is_format_flowed()) {
-    append_encoded(text, encoding, writing.out);
+  if (!_holds_utf8_text || !is_plain() || !is_format_flowed()) {
+    append_encoded(text, encoding, _holds_utf8_text, writing.out);
     return;
   }
   bool const delsp = get_header_lowercased("content-type.parameter.split.delsp", "no") == "yes";
   std::string flowed;
   format_flow(text.begin(), text.end(), std::back_inserter(flowed), delsp, flowed_width, /*keep_unquoted*/ false,
               /*count_characters*/ false);
-  append_encoded(flowed, encoding, writing.out);
+  append_encoded(flowed, encoding, /*has_lines*/ true, writing.out);
 }
 
 void body_part_t::write_multipart(writing_t& writing) {
@@ -463,6 +474,8 @@ bool body_part_t::is_dated_after(long time) {
 void body_part_t::insert_mime_preamble_body_part() {
   if (_has_preamble_part)
     return;
+  if (has_body())
+    decode_body();
   body_part_t& preamble = _subparts.emplace_back();
   preamble.init(_body_begin, _body_begin);
   preamble._parent = this;

@@ -159,7 +159,8 @@ void body_part_t::decode_body() {
   std::vector<char> decoded;
   kel::decode(_body_begin, _raw_end, /*top_level*/ !_parent, type, subtype, encoding, disposition, charset, decoded,
               &_errors);
-  if (type == "text" && disposition != "attachment")
+  _holds_utf8_text = type == "text" && disposition != "attachment";
+  if (_holds_utf8_text)
     decode_leaf_text(subtype, charset, decoded);
   if (!store_decoded(std::move(decoded)))
     return;
@@ -192,6 +193,7 @@ bool body_part_t::store_decoded(std::vector<char>&& bytes) {
     return true;
   if (_budget && !_budget->take_decoded(bytes.size())) {
     report_spent();
+    _holds_utf8_text = false;
     return false;
   }
   _decoded_body = std::make_shared<std::vector<char> const>(std::move(bytes));
@@ -253,7 +255,8 @@ void body_part_t::unfold_multipart(std::string const& subtype, std::string const
     return;
   }
   keep_outside_text(ranges.front(), ranges.back());
-  _is_split = adopt_ranges(subtype == "signed", ranges, bytes) && !is_encoded;
+  _lacks_subparts = !adopt_ranges(subtype == "signed", ranges, bytes);
+  _is_split = !_lacks_subparts && !is_encoded;
 }
 
 // Text outside the body parts goes into virtual headers, unless it is white space or stored already.

@@ -16,6 +16,7 @@
 #include <kelmime/header_generation.h>
 #include <kelmime/headers.h>
 #include <message/part_scan.h>
+#include <message/quoted_printable_body.h>
 
 namespace kel {
 
@@ -58,21 +59,6 @@ bool has_lines(scanned_part_t const& part, std::string_view body) {
   return part.type == "text" && body.find('\r') == body.npos && body.find('\0') == body.npos;
 }
 
-// A line feed that is no line end, and a blank at the very end, would not survive every reader.
-template <byte_inserter Out>
-void write_quoted_printable(std::string_view body, bool has_lines, Out out) {
-  auto const write = [&](std::string_view text) { encode(text.begin(), text.end(), out, "quoted-printable"); };
-  auto const write_literally = [&](std::string_view text) { append({ text.begin(), text.end() }, out); };
-  for (std::size_t feed; !has_lines && (feed = body.find('\n')) != body.npos; body.remove_prefix(feed + 1)) {
-    write(body.substr(0, feed));
-    write_literally(feed + 1 == body.size() ? "=0A" : "=0A=\n");
-  }
-  bool const ends_with_blank = !body.empty() && ascii::is_blank(body.back());
-  write(body.substr(0, body.size() - ends_with_blank));
-  if (ends_with_blank)
-    write_literally(body.back() == ' ' ? "=20" : "=09");
-}
-
 // A line that continues no header stays in front, where it does not continue the new one.
 template <byte_inserter Out>
 void write_headers_of_quoted_printable(range_t headers, Out out) {
@@ -96,7 +82,7 @@ void write_quoted_printable_part(scanned_part_t const& part, Out out) {
                                       nullptr, /*binary*/ part.type != "text");
   std::string_view const body = is_decoded ? decoded : std::string_view(part.body.begin, part.body.end);
   write_headers_of_quoted_printable(part.headers, out);
-  write_quoted_printable(body, has_lines(part, body), out);
+  append_quoted_printable(body, has_lines(part, body), out);
 }
 
 }  // namespace

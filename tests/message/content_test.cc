@@ -130,14 +130,14 @@ TEST(Content, ComposesTheShapesOfADraft) {
       "multipart/alternative[text/plain(1) multipart/related[text/html(3) image/png(3) application/octet-stream(2)]]", "a" },
     { "resource replaced", [](body_part_t& d) { d.set_html_body("<p>"); d.add_related_part("a.png", "123"); d.add_related_part("a.png", "1"); d.set_html_body("<b>x"); },
       "multipart/related[text/html(4) image/png(1)]", "<b>x" },
-    { "attachment alone", [](body_part_t& d) { d.add_attachment("12", "a.pdf"); }, "multipart/mixed[text/plain(0) application/pdf(2)]", "" },
+    { "attachment alone", [](body_part_t& d) { d.add_attachment("12", "a.pdf", ""); }, "multipart/mixed[text/plain(0) application/pdf(2)]", "" },
     { "everything", [](body_part_t& d) {
-        d.set_html_body("<p>"); d.add_related_part("a.png", "123"); d.add_attachment("12", "a.pdf"); d.add_attachment("Subject: s\r\n\r\nb\r\n", "", "message/rfc822");
+        d.set_html_body("<p>"); d.add_related_part("a.png", "123"); d.add_attachment("12", "a.pdf", ""); d.add_attachment("Subject: s\r\n\r\nb\r\n", "", "message/rfc822");
         d.set_text_body("ab", unset_string, "<b>", false); },
       "multipart/mixed[multipart/alternative[text/plain(2) multipart/related[text/html(3) image/png(3)]] application/pdf(2) message/rfc822[text/plain(2)]]", "ab" },
-    { "text changed under attachments", [](body_part_t& d) { d.set_text_body("a", unset_string, unset_string, false); d.add_attachment("1", "x"); d.set_text_body("ab", unset_string, unset_string, false); },
+    { "text changed under attachments", [](body_part_t& d) { d.set_text_body("a", unset_string, unset_string, false); d.add_attachment("1", "x", ""); d.set_text_body("ab", unset_string, unset_string, false); },
       "multipart/mixed[text/plain(2) application/octet-stream(1)]", "ab" },
-    { "markdown", [](body_part_t& d) { d.set_text_body("*a*", "markdown", unset_string, false); d.add_attachment("1", "x"); d.set_text_body("*b*", "markdown", "<b>b</b>", false); },
+    { "markdown", [](body_part_t& d) { d.set_text_body("*a*", "markdown", unset_string, false); d.add_attachment("1", "x", ""); d.set_text_body("*b*", "markdown", "<b>b</b>", false); },
       "multipart/mixed[multipart/alternative[text/plain(3) text/html(8)] application/octet-stream(1)]", "*b*" },
   };
   for (auto const& row : rows) {
@@ -152,12 +152,92 @@ TEST(Content, ComposesTheShapesOfADraft) {
     EXPECT_EQ(message->get_header("subject", ""), "s") << row.name;
     // A saved draft is opened and changed on.
     message->set_text_body("new", unset_string, "<i>new", false);
-    message->add_attachment("new", "new.bin");
+    message->add_attachment("new", "new.bin", "");
     auto const again = sent(*message);
     EXPECT_EQ(again->text_body(false), "new") << row.name;
     EXPECT_EQ(again->attachment_at_index(again->number_of_attachments() - 1).decoded_body(), "new") << row.name;
     EXPECT_EQ(again->number_of_attachments(), std::string_view(row.shape).starts_with("multipart/mixed") ? draft.number_of_attachments() + 1 : 1) << row.name;
   }
+}
+
+// What a message from outside holds beside its text is not lost when the text is set.
+TEST(Content, ChangesTheTextOfReceivedMessages) {
+  auto const multipart = [](std::string const& subtype, std::initializer_list<std::string> parts) {
+    static int count = 0;
+    std::string const boundary = "b" + std::to_string(++count);
+    std::string text = "Content-Type: multipart/" + subtype + "; boundary=" + boundary + "\n\n";
+    for (std::string const& part : parts)
+      text += "\n--" + boundary + "\n" + part;
+    return text + "\n--" + boundary + "--\n";
+  };
+  std::string const plain = "\nold", html = "Content-Type: text/html\n\n<p>", pdf = "Content-Type: application/pdf\n\nPDF", png = "Content-Type: image/png\n\nPNG";
+  std::string const message = "Content-Type: message/rfc822\n\nSubject: in\n\nin";
+  struct { char const* name; std::string message; char const* as_text; char const* as_both; } const rows[] = {
+    { "file", pdf, "mixed[plain application/pdf]", "mixed[alternative[plain html] application/pdf]" },
+    { "attached text", "Content-Disposition: attachment; filename=a.txt\n\nfile", "mixed[plain plain]", "mixed[alternative[plain html] plain]" },
+    { "message", message, "mixed[plain message/rfc822[plain]]", "mixed[alternative[plain html] message/rfc822[plain]]" },
+    { "picture first", multipart("mixed", { png, plain }), "mixed[plain image/png plain]", "mixed[alternative[plain html] image/png plain]" },
+    { "file among the HTML", multipart("alternative", { plain, multipart("mixed", { html, pdf, html }) }), "mixed[plain application/pdf]",
+      "alternative[plain mixed[html application/pdf html]]" },
+    { "invitation", multipart("alternative", { html, "Content-Type: text/calendar\n\nC" }), "mixed[plain text/calendar]", "alternative[plain alternative[html text/calendar]]" },
+    { "pictures in the HTML", multipart("alternative", { plain, multipart("related", { html, png }) }), "plain", "alternative[plain related[html image/png]]" },
+    { "report", multipart("report", { plain, "Content-Type: message/delivery-status\n\nA: b" }), "report[plain message/delivery-status]",
+      "report[alternative[plain html] message/delivery-status]" },
+    { "encrypted", multipart("encrypted", { pdf, pdf }), "mixed[plain encrypted[application/pdf application/pdf]]", "mixed[alternative[plain html] encrypted[application/pdf application/pdf]]" },
+    { "nothing", multipart("mixed", {}), "mixed[plain]", "mixed[alternative[plain html]]" },
+    { "encoded container", "Content-Transfer-Encoding: base64\n" + multipart("report", { pdf }), "mixed[plain report[application/pdf]]", "mixed[alternative[plain html] report[application/pdf]]" },
+  };
+  auto const shape = [](body_part_t& part) {
+    std::string text = describe(part);
+    for (std::string const word : { "multipart/", "text/plain", "text/html" }) {
+      for (std::size_t at; (at = text.find(word)) != text.npos;)
+        text.replace(at, word.size(), word == "multipart/" ? "" : word.substr(5));
+    }
+    for (std::size_t open; (open = text.find('(')) != text.npos;)
+      text.erase(open, text.find(')') + 1 - open);
+    return text;
+  };
+  for (auto const& row : rows) {
+    for (bool const has_html : { false, true }) {
+      auto const received = message_of(row.message);
+      received->set_text_body("new", unset_string, has_html ? "<i>new" : unset_string, false);
+      EXPECT_EQ(received->text_body(false), "new") << row.name;
+      auto const again = sent(*received);
+      EXPECT_EQ(shape(*again), has_html ? row.as_both : row.as_text) << row.name;
+      EXPECT_EQ(again->text_body(false), "new") << row.name;
+    }
+  }
+  body_part_t empty;
+  set_body(empty, "multipart", "mixed", "", false);
+  empty.add_attachment("PDF", "a.pdf", "");
+  EXPECT_EQ(empty.number_of_attachments(), 1u);
+}
+
+// Arguments may stand in what is replaced.
+TEST(Content, TakesItsOwnBytes) {
+  auto const message = message_of("Content-Type: text/plain; charset=iso-8859-1\n\nGr\xfc\xdf" "e\n");
+  std::string_view const own = message->decoded_body();
+  message->set_body("text", "plain", unset_string, own.data(), own.data() + own.size(), false);
+  EXPECT_EQ(message->decoded_body(), "Gr\xc3\xbc\xc3\x9f" "e\n");
+  message->set_html_body("<p>");
+  message->subpart(0).set_selected_string("selected");
+  message->subpart(0).set_id(1);
+  message->subpart(1).set_id(2);
+  message->replace_with_string(message->subpart(0).get_selected_string());
+  EXPECT_EQ(message->decoded_body(), "selected");
+}
+
+TEST(Content, KeepsRelatedPartsApart) {
+  body_part_t draft;
+  draft.set_html_body("<p>");
+  std::set<std::string> ids;
+  for (char const* const name : { "\xc3\xbc.png", "\xc3\xa4.png", "a b.png", "a_b.png", "a+20b.png", "" })
+    ids.insert(draft.add_related_part(name, name));
+  EXPECT_EQ(ids.size(), 6u);
+  EXPECT_EQ(draft.num_subparts(), 7u);
+  draft.delete_subpart_with_index(1);
+  draft.set_html_body("<b>");
+  EXPECT_EQ(draft.num_subparts(), 6u) << "what was deleted stays so";
 }
 
 TEST(Content, DescribesAttachments) {
@@ -190,7 +270,7 @@ TEST(Content, DescribesAttachments) {
   EXPECT_FALSE(draft.is_multi_part());
   ASSERT_NE(draft.add_attachment(folder.path() + "/\xc3\xbc.png"), nullptr);
   EXPECT_EQ(draft.attachment_at_index(0).get_filename(), "\xc3\xbc.png");
-  EXPECT_EQ(draft.add_related_part("/x/my logo.png", ""), "my_logo.png");
+  EXPECT_EQ(draft.add_related_part("/x/my logo.png", ""), "my+20logo.png");
 }
 
 TEST(Content, ReadsTheTextOfMessages) {

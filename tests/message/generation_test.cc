@@ -73,6 +73,18 @@ TEST(Generation, WritesABodyAsItCame) {
     { "guessed charset", "Content-Type: text/plain\n", "Gr\xfc\xdf" "e, M\xe4nner\n" },
     { "encoded", "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: quoted-printable\n", "Gr=fc=DFe=\n \n" },
     { "unusual base64", "Content-Type: image/png\nContent-Transfer-Encoding: BASE64 (x)\n", "aGVs\nbG8=\ntrailing\n" },
+    { "DelSp", "Content-Type: text/plain; format=flowed; delsp=yes\n\n" "0123456789 0123456789 0123456789 0123456789 0123456789 0123456789  \n0123456789 0\n",
+      "content-transfer-encoding", "7bit", "Content-Type: text/plain; format=flowed; delsp=yes\nContent-Transfer-Encoding: 7bit\n\n"
+      "0123456789 0123456789 0123456789 0123456789 0123456789 0123456789  \n0123456789 0\n" },
+    { "text in uuencode", "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: x-uuencode\n\nbegin 644 a\n!_```\n`\nend\n", "content-transfer-encoding", "x-uuencode",
+      "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: base64\n\nw7w=" },
+    { "text in binary", "Content-Type: text/plain; charset=iso-8859-1\n\n\xfc", "content-transfer-encoding", "binary",
+      "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: binary\n\n\xc3\xbc" },
+    { "attached text", "Content-Disposition: attachment\nContent-Type: text/plain; charset=iso-8859-1; format=flowed\n\nFrom \xfc \nb", "content-transfer-encoding", "quoted-printable",
+      "Content-Disposition: attachment\nContent-Type: text/plain; charset=iso-8859-1; format=flowed\nContent-Transfer-Encoding: quoted-printable\n\n=46rom =FC =0A=\nb" },
+    { "text that becomes data", "Content-Type: text/plain; charset=iso-8859-1\n\n\xfc", "content-type", "application/x", "Content-Type: application/x\n\n\xfc" },
+    { "line feeds of data", "Content-Type: application/x\n\na\nb \n", "content-transfer-encoding", "quoted-printable",
+      "Content-Type: application/x\nContent-Transfer-Encoding: quoted-printable\n\na=0A=\nb =0A" },
     { "uuencode", "Content-Type: application/x\nContent-Transfer-Encoding: x-uuencode\n", "begin 644 a\n#86)C\n`\nend\n" },
     { "unknown encoding", "Content-Type: text/plain\nContent-Transfer-Encoding: x-mine\n", "a b\n" },
     { "binary", "Content-Type: application/x\nContent-Transfer-Encoding: binary\n", "\x01\r\n\xff" },
@@ -117,13 +129,20 @@ TEST(Generation, WritesDecodedContentUnderHeadersThatFit) {
 }
 
 TEST(Generation, OrdersHeaders) {
-  auto const message = message_of("X-B: 1\nX-A: 2\nReceived: r1\nReceived: r2\nMIME-Version: 1.0\nBcc: b@x\nResent-From: c@x\n"
-                                  "Subject: s\nFrom: a@x\nContent-ID: <i>\nMessage-ID: <m>\n\nbody");
+  auto const message = message_of("X-B: 1\nX-A: 2\nReceived: r1\nReceived: r2\nResent-From: c@x\n\nbody");
+  std::string expected;
+  for (char const* const name : { "From", "To", "Cc", "Bcc", "Subject", "Date", "Reply-To", "Message-ID", "In-Reply-To", "References",
+                                  "MIME-Version", "Content-Description", "Content-Disposition", "Content-ID", "Content-Type", "Content-Transfer-Encoding" }) {
+    std::string lower = name;
+    for (char& c : lower)
+      c = static_cast<char>(std::tolower(c));
+    message->add_header(lower, "7bit");
+    expected += std::string(name) + ": 7bit\n";
+  }
   message->set_header("#flags", "seen");
   message->add_header("security-generation-detail", "failed");
-  message->set_header("to", "z@x");
-  EXPECT_EQ(written(*message), "From: a@x\nTo: z@x\nBcc: b@x\nSubject: s\nMessage-ID: <m>\nMIME-Version: 1.0\nContent-ID: <i>\n"
-                               "Received: r1\nReceived: r2\nResent-From: c@x\nX-A: 2\nX-B: 1\n\nbody");
+  message->set_header("x-c", "3");
+  EXPECT_EQ(written(*message), expected + "Received: r1\nReceived: r2\nResent-From: c@x\nX-A: 2\nX-B: 1\nX-C: 3\n\nbody");
   EXPECT_EQ(written(*message, &body_part_t::generate_rfc822_headers).find("\n\n"), std::string::npos);
 }
 
@@ -184,6 +203,8 @@ TEST(Generation, NoticesChangesFarBelow) {
   message->generate_rfc822();
   EXPECT_FALSE(message->has_changed());
   EXPECT_EQ(message->subpart(0).subpart(0).get_header("subject", ""), "out");
+  message->subpart(1).generate_rfc822();
+  EXPECT_EQ(message->subpart(1).parent(), message.get());
 }
 
 TEST(Generation, DropsBodiesThatItCannotMake) {
@@ -277,7 +298,6 @@ TEST(Generation, AddsAPreamblePartOnce) {
   EXPECT_EQ(describe(draft), "multipart/mixed[text/plain(0)]");
   EXPECT_EQ(draft.subpart(0).parent(), &draft);
   auto const parsed = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\n\none\n--a--\n");
-  parsed->decode_body();
   parsed->insert_mime_preamble_body_part();
   EXPECT_EQ(describe(*parsed), "multipart/mixed[text/plain(3) text/plain(0)]");
 }
