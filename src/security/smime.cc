@@ -340,12 +340,13 @@ bool cms_encrypt(std::string const& address, std::vector<std::string> const& rec
     result = protected_form(request, input, status);
   else
     status += "Neither a signature nor encryption is asked for.\n";
-  if (result)
-    output = *std::move(result);
   debug_trace_t const trace;
   trace.result(result.has_value());
   trace.details(status);
-  return result.has_value();
+  if (!result)
+    return false;
+  output = *std::move(result);
+  return true;
 }
 
 trust_result_t cms_decrypt(std::string const& address, char const* data, std::size_t length,
