@@ -1,8 +1,9 @@
 // Signing and encrypting while a message is written.
 //
 // A draft is sealed each time, since recipients change. A received message is sealed again only when its protected content
-// was edited; otherwise its signature or ciphertext is written as it came. What fails leaves an empty signature or
-// ciphertext, never the plaintext and never an old signature, and is told in "security-generation-detail".
+// was edited; otherwise its signature or ciphertext is written as it came. What fails is told in
+// "security-generation-detail", and never leaves the plaintext: a draft gets an empty signature or ciphertext, a received
+// message keeps the one that it came with.
 #include <kelmime/body.h>
 
 #include <algorithm>
@@ -73,7 +74,8 @@ void body_part_t::seal() {
                                        : sealed_with_openpgp(level, content->raw_data(), output);
   store_header("security-generation-detail", failure.empty() ? unset_string : failure);
   body_part_t& leaf = is_multi_part() ? _subparts.back() : *this;
-  leaf.set_sealed_body(failure.empty() ? output : "", is_smime ? "base64" : unset_string);
+  if (failure.empty() || _needs_sealing)
+    leaf.set_sealed_body(failure.empty() ? output : "", is_smime ? "base64" : unset_string);
 }
 
 // Why it failed; empty for success.

@@ -9,9 +9,13 @@
 #include <kelmime/body.h>
 #include <kelmime/limits.h>
 #include <helpers/describe.h>
+#include <helpers/surroundings.h>
 
 namespace kel {
 namespace {
+
+// No key of whoever runs this signs anything.
+variable_guard_t const without_gnupg("PW_GPG", "/nowhere/gpg");
 
 using test::describe;
 using test::message_of;
