@@ -284,6 +284,7 @@ void body_part_t::replace_content_by_text(std::string const& text, std::string c
 void body_part_t::take_attachments(std::list<body_part_t>& attachments) {
   if (!is_multi_part())
     return;
+  decode_body();
   bool const is_related = mime_type() == "multipart/related";
   for (auto child = _subparts.begin(); child != _subparts.end();) {
     auto const next = std::next(child);

@@ -220,11 +220,12 @@ void body_part_t::replace_with_body_part(body_part_t& other) {
   drop_raw_bytes();
 }
 
-void body_part_t::replace_with_string(std::string const& text) {
+void body_part_t::replace_with_string(std::string const& given_text) {
+  std::string const text = given_text;  // it may be a child's
   for (body_part_t& child : subparts())
     store_deleted(child);
   clear_subparts();
-  set_text_body(text, unset_string, unset_string, /*is_signed*/ false);
+  set_plain_text(text, unset_string, /*is_signed*/ false);
 }
 
 // --- What changed ------------------------------------------------------------------------------------------------

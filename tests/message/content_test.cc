@@ -55,9 +55,10 @@ TEST(Content, ChoosesTypeAndEncoding) {
   };
   for (auto const& row : rows) {
     body_part_t root;
-    root.set_body("multipart", "mixed", unset_string, nullptr, nullptr, false);
     if (row.is_signed)
       root.set_text_body("", unset_string, unset_string, /*is_signed*/ true);
+    else
+      root.set_body("multipart", "mixed", unset_string, nullptr, nullptr, false);
     body_part_t& part = row.is_signed ? root : root.push_body_part();
     set_body(part, row.type, row.subtype, row.text, row.flow, row.parameters);
     EXPECT_EQ(part.get_header("content-type", unset_string), row.content_type) << row.name;

@@ -106,7 +106,7 @@ TEST(Generation, WritesDecodedContentUnderHeadersThatFit) {
       "content-transfer-encoding", "7bit", "Content-Type: text/plain; format=flowed; delsp=yes\nContent-Transfer-Encoding: 7bit\n\n"
       "0123456789 0123456789 0123456789 0123456789 0123456789 0123456789  \n0123456789 0\n" },
     { "text in uuencode", "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: x-uuencode\n\nbegin 644 a\n!_```\n`\nend\n", "content-transfer-encoding", "x-uuencode",
-      "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: base64\n\nw7w=" },
+      "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: base64\n\nw7wAAA==" },
     { "text in binary", "Content-Type: text/plain; charset=iso-8859-1\n\n\xfc", "content-transfer-encoding", "binary",
       "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: binary\n\n\xc3\xbc" },
     { "attached text", "Content-Disposition: attachment\nContent-Type: text/plain; charset=iso-8859-1; format=flowed\n\nFrom \xfc \nb", "content-transfer-encoding", "quoted-printable",
