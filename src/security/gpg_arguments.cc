@@ -75,22 +75,26 @@ std::optional<std::string> gpg_arguments(std::string_view level, gpg_people_t co
   return options.text();
 }
 
-// The numbers of RFC 4880 section 9.4.
-std::string gpg_hash_name(std::string_view status) {
-  static regexp::pattern_t const third_field("(?i:[a-z]+ \\d+ (\\d+))");
+std::string gpg_hash_name(long number) {
   constexpr struct {
     long number;
     char const* name;
   } names[] = { { 1, "md5" },    { 2, "sha1" },    { 3, "rmd160" }, { 8, "sha256" },
                 { 9, "sha384" }, { 10, "sha512" }, { 11, "sha224" } };
+  auto const* const found = std::ranges::find(names, number, [](auto const& row) { return row.number; });
+  return found == std::end(names) ? "" : found->name;
+}
+
+std::string gpg_hash_name(std::string_view status) {
+  static regexp::pattern_t const third_field("(?i:[a-z]+ \\d+ (\\d+))");
   for (std::string const& line : lines_with_prefix(status, "[GNUPG:] SIG_CREATED ")) {
     regexp::match_t const match = regexp::search(third_field, line);
     if (!match)
       continue;
     long const number = std::strtol(std::string(match.text(1)).c_str(), nullptr, 10);
-    auto const* const found = std::ranges::find(names, number, [](auto const& row) { return row.number; });
-    if (found != std::end(names))
-      return found->name;
+    std::string const name = gpg_hash_name(number);
+    if (!name.empty())
+      return name;
     warning("Unknown hash algorithm (%ld)\n", number);
   }
   return "sha256";

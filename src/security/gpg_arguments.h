@@ -20,6 +20,9 @@ struct gpg_people_t {
 // SHA-256. Nothing when an address or the user ID that it is mapped to cannot be an argument (it holds NUL, CR or LF).
 std::optional<std::string> gpg_arguments(std::string_view level, gpg_people_t const& people, std::string_view micalg);
 
+// The digest of this number (RFC 4880, section 9.4), such as "sha256"; empty when it is not known.
+std::string gpg_hash_name(long number);
+
 // The digest of the signature that a run made, by its status: "sha256" and the like, as it stands after "pgp-" in a
 // micalg parameter. Without a word about it, or with one that is not known, which gives a warning, it is "sha256".
 std::string gpg_hash_name(std::string_view status);

@@ -61,6 +61,7 @@ private:
   static bool is_content(body_part_t& part, std::size_t index);
   static signature_engine_t engine_of(body_part_t& part);
   static std::string verdict_on(body_part_t& part, lines_t const& lines);
+  static bool has_rogue_parts(body_part_t& part);
   static bool is_unopened(body_part_t& part);
   static bool is_regular(body_part_t& part);
 };
@@ -169,11 +170,11 @@ body_part_t::answer_t body_part_t::answer_t::one_inside_the_other(answer_t const
 body_part_t::answer_t body_part_t::answer_t::of_protection(body_part_t& part, bool is_untouched_below) {
   if (part.exists_header("security-generation-detail"))
     return { generation_failed };
+  std::string const details = details_of(part);
+  if (details == "ROGUE_PART" || has_rogue_parts(part))
+    return { rogue_parts };
   if (!part.has_security_status())
     return {};
-  std::string const details = details_of(part);
-  if (details == "ROGUE_PART" || (part.is_sealed_multipart() && part._subparts.size() > 2))
-    return { rogue_parts };
   lines_t const lines = lines_with_prefix(details, "");
   std::string word = verdict_on(part, lines);
   if ((is_good(word) || word == "unknown") && is_unopened(part))
@@ -194,6 +195,12 @@ signature_engine_t body_part_t::answer_t::engine_of(body_part_t& part) {
   if (kind == "multipart/signed" && part._subparts.size() == 2)
     return engine_of_signature(part._subparts.back().mime_type()).value_or(signature_engine_t::openpgp);
   return is_envelope(kind) ? signature_engine_t::smime : signature_engine_t::openpgp;
+}
+
+// Whether the part was looked at, and more stands in it than belongs there.
+bool body_part_t::answer_t::has_rogue_parts(body_part_t& part) {
+  return part.is_sealed_multipart() && part._subparts.size() > 2 &&
+         (part.has_security_status() || part._subparts.back().has_security_status());
 }
 
 // Whether nothing came out of a part that is encrypted by its type, whatever the lines say.

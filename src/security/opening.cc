@@ -12,7 +12,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <iterator>
+#include <set>
 
 #include <kel/text.h>
 #include <kelmime/decoding.h>
@@ -20,6 +22,7 @@
 #include <kelmime/smime.h>
 #include <message/tree_budget.h>
 #include <security/gpg.h>
+#include <security/gpg_arguments.h>
 #include <security/inline_blocks.h>
 #include <security/line_ends.h>
 #include <security/protection_kind.h>
@@ -58,6 +61,28 @@ bool is_over_these_bytes(lines_t const& lines) {
 void tell_failure(lines_t& lines) {
   if (!has_line(lines, failure) && !has_line(lines, "MISSING_COMMAND"))
     lines.push_back(failure);
+}
+
+// The digests that signatures were made with. VALIDSIG has ten fields, this is the eighth.
+std::set<std::string> digests_in(lines_t const& lines) {
+  constexpr std::size_t hash_algorithm = 8;
+  std::set<std::string> digests;
+  for (std::string const& line : lines) {
+    lines_t const words = text::split(line, " ");
+    if (words[0] == "VALIDSIG" && words.size() > hash_algorithm)
+      digests.insert(gpg_hash_name(std::strtol(words[hash_algorithm].c_str(), nullptr, 10)));
+  }
+  return digests;
+}
+
+// Programs that read a message in one go believe what its header says of the digest.
+void check_digest(body_part_t& part, lines_t const& lines) {
+  constexpr std::string_view prefix = "pgp-";
+  std::string const micalg = part.get_header_lowercased("content-type.parameter.split.micalg", "");
+  std::string const stated = micalg.substr(micalg.starts_with(prefix) ? prefix.size() : 0);
+  std::set<std::string> const digests = digests_in(lines);
+  if (!digests.empty() && !digests.contains(stated))
+    report(&part.errors(), "The signature was made with another digest than “micalg” says", micalg);
 }
 
 bool is_leaf(body_part_t& part) {
@@ -233,12 +258,13 @@ void body_part_t::opening_t::verify(body_part_t& part, body_part_t& content, bod
     return;
   std::string const text(content.raw_data());
   std::string const bytes(signature.decoded_body());
-  if (text == unset_string || bytes == unset_string)
-    store(part, { nothing });
-  else if (*engine == signature_engine_t::openpgp)
-    store(part, verified_with_openpgp(part, text, bytes));
-  else
-    store(part, verified_with_smime(part, text, bytes));
+  bool const is_openpgp = *engine == signature_engine_t::openpgp;
+  lines_t lines = { nothing };
+  if (text != unset_string && bytes != unset_string)
+    lines = is_openpgp ? verified_with_openpgp(part, text, bytes) : verified_with_smime(part, text, bytes);
+  if (is_openpgp)
+    check_digest(part, lines);
+  store(part, lines);
 }
 
 // Most programs sign the CR LF form. GnuPG finds that by itself only for signatures of text.
