@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "html_text.h"
+#include "text.h"
 
 namespace kel::tool {
 
@@ -21,6 +22,15 @@ bool is_inline(part_t const& part, bool is_first, bool is_in_related) {
   if (part.type != "text/plain" && part.type != "text/html" && !is_media(part))
     return false;
   return is_first || (!is_in_related && (is_media(part) || part.name.empty()));
+}
+
+bool is_seal(part_t const& part, std::string_view multipart) {
+  if (multipart == "multipart/encrypted")
+    return part.type == "application/pgp-encrypted" || part.is_unsealed();
+  if (multipart == "multipart/signed")
+    return part.type == "application/pgp-signature" || part.type == "application/pkcs7-signature" ||
+           part.type == "application/x-pkcs7-signature";
+  return part.is_unsealed() && (part.type == "application/pkcs7-mime" || part.type == "application/x-pkcs7-mime");
 }
 
 void append_from(list_t& to, list_t const& from, std::size_t first) {
@@ -45,6 +55,8 @@ public:
         sort(part.children, part.type, is_in_alternative || opens_alternative, html, text);
       } else if (!is_inline(part, index == siblings.front(), multipart == "multipart/related")) {
         _lists.attachments.push_back(index);
+        if (is_seal(part, multipart))
+          _lists.seals.push_back(index);
       } else if (is_alternative) {
         list_t* const wanted = part.type == "text/plain" ? text : part.type == "text/html" ? html : &_lists.attachments;
         if (wanted)
@@ -56,6 +68,8 @@ public:
           text = nullptr;
         add_inline(index, html, text);
       }
+      if (part.is_unsealed())
+        sort(part.children, part.type, is_in_alternative, html, text);
     }
 
     if (is_alternative && text && html) {
@@ -82,6 +96,20 @@ private:
   body_lists_t& _lists;
 };
 
+// Of a text whose encrypted blocks were opened, what stands around them.
+std::string without_armour(std::string_view text) {
+  constexpr std::string_view opening = "-----BEGIN PGP MESSAGE-----", closing = "-----END PGP MESSAGE-----";
+  std::string outside;
+  while (true) {
+    std::size_t const begin = text.find(opening);
+    std::size_t const end = text.find(closing, begin == text.npos ? begin : begin + opening.size());
+    if (end == text.npos)
+      return outside.append(text);
+    outside += text.substr(0, begin);
+    text.remove_prefix(end + closing.size());
+  }
+}
+
 std::string joined_text(outline_t const& parts, list_t const& indices) {
   std::string text;
   for (std::size_t const index : indices) {
@@ -93,6 +121,8 @@ std::string joined_text(outline_t const& parts, list_t const& indices) {
     std::string_view const body = part.body->decoded_body();
     if (part.type == "text/html")
       text += html_to_text(body);
+    else if (part.is_unsealed())
+      text += trimmed(without_armour(body));
     else
       text += body;
   }
@@ -108,7 +138,8 @@ body_lists_t sort_bodies(outline_t const& parts) {
 }
 
 std::vector<std::size_t> list_files(outline_t const& parts, body_lists_t const& lists) {
-  list_t files = lists.attachments;
+  list_t files;
+  std::ranges::set_difference(lists.attachments, lists.seals, std::back_inserter(files));
   for (list_t const* const list : { &lists.text, &lists.html })
     std::ranges::copy_if(*list, std::back_inserter(files), [&](std::size_t index) { return !parts[index].is_text(); });
   std::ranges::sort(files);

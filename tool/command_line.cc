@@ -54,11 +54,13 @@ public:
         "INPUT is a message file, \"-\" for standard input (the default when it is no terminal), a Maildir folder or "
         "an\n"
         "mbox file. Lines may end in LF or CR LF.\n\n"
-        "Exit status: 0 done; 1 no value, deviations found, or an edit that cannot be made; 2 wrong usage; 3 an input\n"
-        "could not be read or an output not written.\n\n"
+        "Exit status: 0 done; 1 no value, deviations found, not verified, not decrypted, or a change that cannot be\n"
+        "made; 2 wrong usage; 3 an input could not be read or an output not written; 4 an external program is\n"
+        "missing, or could not sign or encrypt. Of several messages the highest counts.\n\n"
         "Example:\n  kelmime show message.eml");
 
-    add_verb("show", show, "Show a message: main headers, text, attachments, problems", "kelmime show message.eml");
+    add_sealed_flag(add_verb("show", show, "Show a message: main headers, security, text, attachments, problems",
+                             "kelmime show message.eml"));
     add_verb("tree", tree, "Write a line for each part: number, type, charset, encoding, size, name",
              "kelmime tree message.eml");
     add_verb("headers", headers, "Write the decoded headers, one a line, in message order",
@@ -76,6 +78,7 @@ public:
     add_index();
     add_edit();
     add_compose();
+    add_security_verbs();
   }
 
   // What stands behind "--" is input, and the options library does not see it.
@@ -148,6 +151,7 @@ private:
         "kelmime json message.eml | jq .subject");
     add_choice(verb, "--bodies", _bodies, { "none", "text", "all" },
                "Text to include: text is what is no attachment (default), all is every text part");
+    add_sealed_flag(verb);
   }
 
   void add_extract() {
@@ -161,6 +165,7 @@ private:
                     "Save this part, whatever it is; text comes as UTF-8, a multipart with its headers")
         ->type_name("N");
     verb.add_flag("--stdout", _options.to_standard_output, "Write the bytes to standard output instead");
+    add_sealed_flag(verb);
   }
 
   void add_reencode() {
@@ -203,6 +208,40 @@ private:
         ->needs(html);
   }
 
+  // What reads through a seal runs other programs, where there is one.
+  void add_sealed_flag(CLI::App& verb) {
+    verb.add_flag("--sealed", _options.is_sealed,
+                  "Leave what is signed, encrypted or wrapped in TNEF as it is, and run no other program");
+  }
+
+  void add_protocol(CLI::App& verb) {
+    add_choice(verb, "--protocol", _protocol, { "openpgp", "smime" },
+               "openpgp, with the keys of GnuPG (default), or smime, with certificates");
+  }
+
+  void add_security_verbs() {
+    add_protocol(add_writing_verb("sign", sign,
+                                  "Write a finished message signed by its sender, which is that of From.\n"
+                                  "The status is 1 when it is signed or encrypted already, 4 when it cannot be signed",
+                                  "kelmime sign message.eml > signed.eml"));
+    CLI::App& verb =
+        add_writing_verb("encrypt", encrypt,
+                         "Write a finished message encrypted for its sender and its recipients (To, Cc, Bcc).\n"
+                         "The status is 1 when it is signed or encrypted already, 4 when it cannot be encrypted",
+                         "kelmime encrypt --sign message.eml > encrypted.eml");
+    verb.add_flag("--sign", _options.signs, "Sign it, too");
+    add_protocol(verb);
+    add_verb("verify", verify,
+             "Write one word on the protection of a whole message, none where there is none. The status\n"
+             "is 0 for trustedSignature and validSignature, 4 for missingCommand, 1 for other words",
+             "kelmime verify message.eml && echo signed");
+    add_verb("decrypt", decrypt,
+             "Write the text of an encrypted message. The status is 1, and nothing is written, when it is\n"
+             "not encrypted or cannot be decrypted; 1 too when there was more than the encrypted text",
+             "kelmime decrypt message.eml | less")
+        .add_flag("--json", _options.wants_json, "Write everything, as json does");
+  }
+
   void add_index() {
     CLI::App& verb = add_bare_verb("index", { .whole_run = index },
                                    "Write a JSON line for each of many messages, in the order of the inputs",
@@ -225,6 +264,7 @@ private:
     else if (_options.inputs.empty())
       _options.inputs = { "-" };
     _options.bodies = _bodies == "none" ? bodies_t::none : _bodies == "all" ? bodies_t::all : bodies_t::text;
+    _options.protocol = _protocol == "smime" ? "S/MIME" : "OpenPGP";
     _options.is_coloured = is_coloured(_colour);
     _command.options = _options;
     return _command;
@@ -233,6 +273,7 @@ private:
   CLI::App _app{ "Reads every Internet message, and writes them.", "kelmime" };
   std::string _colour = "auto";
   std::string _bodies = "text";
+  std::string _protocol = "openpgp";
   options_t _options;
   command_t _command;
 };

@@ -109,7 +109,7 @@ exit_status_t compose(options_t const& options, output_t& out) {
   if (!add_related_parts(draft, related, html))
     return misused;
   for (auto const& [path, bytes] : attached)
-    draft.add_attachment(bytes, path);
+    draft.add_attachment(bytes, path, "");
   // Date, Message-ID and others were made while the message was filled: those that were given count.
   for (header_line_t const& header : headers)
     if (!belongs_to_content(header))

@@ -9,14 +9,11 @@
 #include "header_line.h"
 #include "outline.h"
 #include "text.h"
+#include "written_form.h"
 
 namespace kel::tool {
 
 namespace {
-
-std::string_view view_of(std::vector<char> const& bytes) {
-  return { bytes.data(), bytes.size() };
-}
 
 // Which parts go, by their place in the outline.
 class dropping_t {
@@ -96,13 +93,10 @@ exit_status_t edit(message_t const& message, options_t const& options, output_t&
     return negative;
   }
   edit_headers(opened.root(), options);
-  if (!opened.root().can_be_written()) {
-    complain(message.name, "holds a signed or encrypted part that cannot be put together again");
+  auto const edited = written_form(message, opened.root());
+  if (!edited)
     return negative;
-  }
-  std::vector<char> edited;
-  opened.root().generate_rfc822(std::back_inserter(edited));
-  out << view_of(edited);
+  out << *edited;
   return done;
 }
 

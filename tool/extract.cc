@@ -98,7 +98,9 @@ std::vector<part_t const*> wanted_parts(opened_message_t const& opened, options_
 }  // namespace
 
 exit_status_t extract(message_t const& message, options_t const& options, output_t& out) {
-  opened_message_t const opened(message);
+  opened_message_t opened(message);
+  if (!options.is_sealed)
+    opened.unseal();
   auto const parts = wanted_parts(opened, options);
   if (parts.empty() && !options.part.empty()) {
     complain(message.name, "there is no part " + options.part);

@@ -6,10 +6,16 @@
 
 namespace kel::tool {
 
-exit_status_t json(message_t const& message, options_t const& options, output_t& out) {
-  opened_message_t const opened(message);
+void write_json(message_t const& message, opened_message_t const& opened, options_t const& options, output_t& out) {
   bool const is_alone = is_single_message(options.inputs, message.name);
   out << email_json(opened, options.bodies, is_alone ? json_style_t::indented : json_style_t::line);
+}
+
+exit_status_t json(message_t const& message, options_t const& options, output_t& out) {
+  opened_message_t opened(message);
+  if (!options.is_sealed)
+    opened.unseal();
+  write_json(message, opened, options, out);
   return done;
 }
 

@@ -196,11 +196,12 @@ std::string preview_of(std::string_view text) {
   return preview;
 }
 
+// Names with "##" are not of the message; what was found out about its protection has a place of its own.
 json_t virtual_json(body_part_t const& root) {
   json_t virtual_headers = json_t::object();
   std::string_view last;
   for (auto const& [name, value] : root.headers())
-    if (name.starts_with('#') && std::exchange(last, name) != name)
+    if (name.starts_with('#') && !name.starts_with("##") && std::exchange(last, name) != name)
       append_member(virtual_headers, name, value);
   return virtual_headers;
 }
@@ -222,9 +223,13 @@ json_t errors_json(opened_message_t const& opened) {
   return list;
 }
 
-// Nothing is verified or decrypted yet, so nothing is claimed.
-json_t security_json() {
-  return { { "level", "none" }, { "protocol", "Unknown" }, { "status", "" }, { "details", "" } };
+// The status and the details are empty where nothing was verified or decrypted.
+json_t security_json(body_part_t& root) {
+  std::string const status = root.get_security_status(/*whole_message*/ true);
+  return { { "level", root.get_security_level() },
+           { "protocol", root.get_security_protocol() },
+           { "status", status == unset_string ? "" : status },
+           { "details", root.get_security_details() } };
 }
 
 json_t email_object(opened_message_t const& opened, bodies_t bodies) {
@@ -238,7 +243,9 @@ json_t email_object(opened_message_t const& opened, bodies_t bodies) {
       list.push_back(objects.listed.at(index));
     return list;
   };
-  auto const is_offered = [&](std::size_t index) { return parts[index].disposition != "inline"; };
+  auto const is_offered = [&](std::size_t index) {
+    return parts[index].disposition != "inline" && std::ranges::find(lists.seals, index) == lists.seals.end();
+  };
   auto const date = first_value(root, "#date");
 
   json_t email;
@@ -267,7 +274,7 @@ json_t email_object(opened_message_t const& opened, bodies_t bodies) {
   extension["schema"] = 1;
   extension["virtual"] = virtual_json(root);
   extension["errors"] = errors_json(opened);
-  extension["security"] = security_json();
+  extension["security"] = security_json(root);
   return email;
 }
 

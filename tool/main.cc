@@ -32,7 +32,7 @@ exit_status_t run(command_t const& command, output_t& out) {
     status = std::max(status, command.verb(message, command.options, out));
     return out.is_open();
   });
-  return is_everything_read ? status : unreadable;
+  return is_everything_read ? status : std::max(status, unreadable);
 }
 
 }  // namespace

@@ -10,9 +10,10 @@ namespace kel::tool {
 // The exit statuses; of several messages the highest counts.
 enum exit_status_t : int {
   done = 0,
-  negative = 1,    // no value, deviations found, an edit that cannot be made
+  negative = 1,    // no value, deviations found, not verified or decrypted, a change that cannot be made
   misused = 2,     // wrong usage
   unreadable = 3,  // an input could not be read, or an output not written
+  failed = 4,      // an external program is missing, or could not sign or encrypt
 };
 
 enum class bodies_t { none, text, all };
@@ -25,7 +26,8 @@ struct options_t {
   std::vector<std::string> paths;       // get
   std::optional<std::string> fallback;  // get
   bool lists_paths = false;             // get
-  bodies_t bodies = bodies_t::text;     // json
+  bodies_t bodies = bodies_t::text;     // json, decrypt
+  bool is_sealed = false;               // show, json, extract
   std::string folder = ".";             // extract
   std::string part;                     // extract
   bool to_standard_output = false;      // extract
@@ -40,6 +42,10 @@ struct options_t {
   std::optional<std::string> html_file;
   std::vector<std::string> attached_files;
   std::vector<std::string> related_files;
+
+  std::string protocol;     // sign, encrypt; "OpenPGP" or "S/MIME"
+  bool signs = false;       // encrypt
+  bool wants_json = false;  // decrypt
 };
 
 }  // namespace kel::tool

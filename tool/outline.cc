@@ -1,6 +1,7 @@
 #include "outline.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <kelmime/field_path.h>
 
@@ -17,15 +18,14 @@ std::string stated(body_part_t& part, std::string_view path, char const* fallbac
   return values.empty() ? fallback : values.front();
 }
 
-void read_statements(part_t& part) {
-  body_part_t& body = *part.body;
-  part.type =
-      lowercased(stated(body, "content-type.type", "text") + "/" + stated(body, "content-type.subtype", "plain"));
-  part.charset = stated(body, "content-type.parameter.split.charset", "");
-  part.encoding = lowercased(trimmed(stated(body, "content-transfer-encoding", "7bit")));
-  part.disposition = lowercased(trimmed(stated(body, "content-disposition.type", "")));
-  part.name = body.get_filename();
-  part.content_id = without_brackets(stated(body, "content-id", ""));
+statements_t statements_of(body_part_t& body) {
+  return { .type = lowercased(stated(body, "content-type.type", "text") + "/" +
+                              stated(body, "content-type.subtype", "plain")),
+           .charset = stated(body, "content-type.parameter.split.charset", ""),
+           .encoding = lowercased(trimmed(stated(body, "content-transfer-encoding", "7bit"))),
+           .disposition = lowercased(trimmed(stated(body, "content-disposition.type", ""))),
+           .name = body.get_filename(),
+           .content_id = without_brackets(stated(body, "content-id", "")) };
 }
 
 }  // namespace
@@ -39,7 +39,26 @@ opened_message_t::opened_message_t(message_t const& message)
     : _root(parse_body(message.bytes.data(), message.bytes.data() + message.bytes.size())) {
   number_parts();
   ask_for_unique_headers();
-  std::ranges::for_each(_parts, read_statements);
+  read_statements({});
+}
+
+void opened_message_t::unseal() {
+  decrypt_and_verify_signatures(*_root);
+  outline_t const before = std::exchange(_parts, {});
+  number_parts();
+  read_statements(before);
+}
+
+// Those of known parts are not read again: that could make records again. Known parts stand in the same order.
+void opened_message_t::read_statements(outline_t const& known) {
+  auto next = known.begin();
+  for (part_t& part : _parts) {
+    statements_t& statements = part;
+    if (next != known.end() && next->body == part.body)
+      statements = *next++;
+    else
+      statements = statements_of(*part.body);
+  }
 }
 
 part_t const* opened_message_t::part_by_number(std::string_view number) const {
@@ -68,7 +87,7 @@ void opened_message_t::number_parts() {
     return step_t{ number, body.subparts().begin(), body.subparts().end() };
   };
 
-  _parts.push_back({ _root.get(), {}, 0, {}, {}, {}, {}, {}, {}, {} });
+  _parts.push_back({ {}, _root.get() });
   std::vector<step_t> path = { children_of(0, *_root) };
   while (!path.empty()) {
     step_t& step = path.back();
@@ -81,7 +100,7 @@ void opened_message_t::number_parts() {
     body_part_t& body = *step.next++;
     parent.children.push_back(child);
     std::string number = parent.number + (parent.number.empty() ? "" : ".") + std::to_string(parent.children.size());
-    _parts.push_back({ &body, std::move(number), path.size(), {}, {}, {}, {}, {}, {}, {} });
+    _parts.push_back({ {}, &body, std::move(number), path.size() });
     path.push_back(children_of(child, body));
   }
   if (_parts.size() == 1)

@@ -17,23 +17,28 @@
 
 namespace kel::tool {
 
-struct part_t {
-  body_part_t* body;
-  std::string number;  // empty for a root that has children
-  std::size_t depth;
-  std::vector<std::size_t> children;  // indices into the outline
-
-  // As the headers state it, empty where they state nothing.
+// As the headers state it, empty where they state nothing.
+struct statements_t {
   std::string type;         // lower case, "text/plain" by default
   std::string charset;      // as written
   std::string encoding;     // lower case, "7bit" by default
   std::string disposition;  // lower case
   std::string name;         // without folders
   std::string content_id;   // without angle brackets
+};
+
+struct part_t : statements_t {
+  body_part_t* body = nullptr;
+  std::string number = {};  // empty for a root that has children
+  std::size_t depth = 0;
+  std::vector<std::size_t> children = {};  // indices into the outline
 
   bool is_text() const { return type.starts_with("text/"); }
   bool is_multipart() const { return type.starts_with("multipart/"); }
   bool is_message() const { return type == "message/rfc822"; }
+
+  // Whether it has children that it did not come with: what was decrypted, or unpacked.
+  bool is_unsealed() const { return !children.empty() && !is_multipart() && !is_message(); }
 };
 
 // Parts in message order, a parent before its children; the root is the first.
@@ -54,6 +59,10 @@ class opened_message_t {
 public:
   explicit opened_message_t(message_t const& message);
 
+  // Verifies what is signed, and decrypts what is encrypted: that joins the outline below what held it. Runs other programs,
+  // but none for a message where nothing is protected.
+  void unseal();
+
   body_part_t& root() const { return *_root; }
   outline_t const& parts() const { return _parts; }
   part_t const* part_by_number(std::string_view number) const;
@@ -63,6 +72,7 @@ public:
 
 private:
   void number_parts();
+  void read_statements(outline_t const& known);
   void ask_for_unique_headers();
 
   std::shared_ptr<body_part_t> _root;

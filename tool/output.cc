@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <sstream>
 
 #include <unistd.h>
 
@@ -28,6 +29,13 @@ int write_all(int descriptor, std::string_view text) {
 
 void complain(std::string_view name, std::string_view reason) {
   write_all(STDERR_FILENO, as_field(name) + ": " + as_field(reason) + "\n");
+}
+
+void complain(std::string_view name, std::string_view reason, std::string_view details) {
+  complain(name, reason);
+  std::istringstream lines{ std::string(details) };
+  for (std::string line; std::getline(lines, line);)
+    write_all(STDERR_FILENO, "  " + as_field(line) + "\n");
 }
 
 output_t::output_t(int descriptor, bool is_coloured) : _descriptor(descriptor), _is_coloured(is_coloured) {

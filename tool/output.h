@@ -46,4 +46,7 @@ int write_all(int descriptor, std::string_view text);
 // A line on standard error: "NAME: reason", the name escaped.
 void complain(std::string_view name, std::string_view reason);
 
+// The same, and what is known about it: indented lines.
+void complain(std::string_view name, std::string_view reason, std::string_view details);
+
 }  // namespace kel::tool

@@ -1,4 +1,5 @@
-// A message for a person: main headers, the text, the attachments, and whether anything was wrong with it.
+// A message for a person: main headers, whether it can be trusted, the text, the attachments, and whether anything was wrong
+// with it.
 #include "verbs.h"
 
 #include <algorithm>
@@ -29,6 +30,15 @@ void write_main_headers(body_part_t const& root, output_t& out) {
       out << out.bold(line.substr(0, value)) << as_field(line.substr(value)) << "\n";
     }
   }
+}
+
+// Stands among the headers: below them begins what the sender may write.
+void write_security(body_part_t& root, output_t& out) {
+  std::string const status = root.get_security_status(/*whole_message*/ true);
+  if (status != unset_string)
+    out << out.bold("Security: ") << status << ", " << root.get_security_protocol() << "\n";
+  else if (root.get_security_level() != "none")
+    out << out.bold("Security: ") << "not checked, " << root.get_security_protocol() << "\n";
 }
 
 void write_text(std::string const& text, output_t& out) {
@@ -69,12 +79,15 @@ std::string problems_line(opened_message_t const& opened, message_t const& messa
 }  // namespace
 
 exit_status_t show(message_t const& message, options_t const& options, output_t& out) {
-  opened_message_t const opened(message);
-  body_lists_t const lists = sort_bodies(opened.parts());
-  // Counted now: asking for the names to save under can make records again.
+  opened_message_t opened(message);
+  // Counted now: what is unsealed, and asking for the names to save under, can make more records than lint tells of.
   std::string const problems = problems_line(opened, message, options);
+  if (!options.is_sealed)
+    opened.unseal();
+  body_lists_t const lists = sort_bodies(opened.parts());
   write_heading(message, options, out);
   write_main_headers(opened.root(), out);
+  write_security(opened.root(), out);
   write_text(readable_text(opened.parts(), lists), out);
   write_files(opened, lists, out);
   if (!problems.empty())
