@@ -137,7 +137,8 @@ void add_system_table(table_t& table) {
   }
 }
 
-// application/octet-stream says nothing, so a name of that type gets no extension.
+// application/octet-stream says nothing, so a name of that type gets no extension; nor does "dat" say anything of a file, so
+// that no file is sent as something that its reader tries to unpack.
 table_t const& table() {
   static table_t const built = [] {
     table_t rows;
@@ -145,6 +146,7 @@ table_t const& table() {
       rows.add(mime_type, extension);
     add_system_table(rows);
     rows.extensions.erase("application/octet-stream");
+    rows.types.erase("dat");
     return rows;
   }();
   return built;

@@ -276,6 +276,7 @@ TEST(Mime, MapsTypesAndExtensions) {
   EXPECT_EQ(mime::extension_for_mime_type("IMAGE/jpeg"), "jpg");
   EXPECT_EQ(mime::extension_for_mime_type("application/octet-stream"), "");
   EXPECT_EQ(mime::mime_type_for_extension("MOV"), "video/quicktime");
+  EXPECT_EQ(mime::mime_type_for_extension("dat"), "");
   EXPECT_EQ(mime::mime_type_for_filepath("/a.b/mail.EML"), "message/rfc822");
   EXPECT_EQ(mime::mime_type_for_filepath("/a.txt/none"), "application/octet-stream");
 }
