@@ -1,0 +1,270 @@
+// Drafts: the shape of their level, and what they are written as.
+#include <security/protected_mail.h>
+
+#include <regex>
+
+#include <kel/text.h>
+#include <kelmime/openpgp.h>
+#include <kelmime/unset.h>
+#include <helpers/repeated.h>
+
+namespace kel {
+namespace {
+
+std::string const secret = "From here on \t\nthe secret.\n-- \n- and Gr\u00FC\u00DFe from somebody";
+
+class Sealing : public ProtectedMail {
+protected:
+  ~Sealing() override { preferences::set("PwCertificateFolder", folder->path()); }
+
+  static void fill(body_part_t& draft, std::string const& headers = "from: Ann <ann@x.org>\nto: ann@x.org\n") {
+    for (std::string const& line : text::split(headers, "\n")) {
+      if (auto const colon = line.find(": "); colon != line.npos)
+        draft.set_header(line.substr(0, colon), line.substr(colon + 2));
+    }
+    draft.set_text_body(secret, unset_string, unset_string, /*is_signed*/ true);
+    draft.add_attachment("%PDF \n\r", "a.pdf", "application/pdf");
+    draft.subpart(0).set_id(6);
+    draft.subpart(1).set_id(7);
+  }
+  void make_program(std::string const& commands) {
+    std::filesystem::permissions(_programs.write("gpg", "#!/bin/bash\n" + commands), std::filesystem::perms::owner_all);
+    _gpg.emplace("PW_GPG", _programs.path() + "/gpg");
+  }
+  static std::string shape(body_part_t& part) { return std::regex_replace(test::describe(part), std::regex("\\(\\d+\\)"), ""); }
+  static std::string micalg(body_part_t& part) { return part.get_header("content-type.parameter.split.micalg", "-"); }
+
+  temporary_folder_t _programs;
+  std::optional<variable_guard_t> _gpg;
+};
+
+TEST_F(Sealing, MovesFromEachLevelToEachOther) {
+  std::string const content = "multipart/mixed[text/plain application/pdf]";
+  struct { char const* level; std::string protocol; std::string tree; char const* word; } const levels[] = {
+    { "none", "Unknown", content, "-" },
+    { "sign", "OpenPGP", "multipart/signed[" + content + " application/pgp-signature]", "trustedSignature" },
+    { "encrypt", "OpenPGP", "multipart/encrypted[application/pgp-encrypted application/octet-stream[" + content + "]]", "decrypted" },
+    { "signAndEncrypt", "OpenPGP", "multipart/encrypted[application/pgp-encrypted application/octet-stream[" + content + "]]", "trustedSignature" },
+    { "sign", "S/MIME", "multipart/signed[" + content + " application/pkcs7-signature]", "trustedSignature" },
+    { "encrypt", "S/MIME", "application/pkcs7-mime[" + content + "]", "decrypted" },
+    { "signAndEncrypt", "S/MIME", "application/pkcs7-mime[" + content + "]", "trustedSignature" },
+  };
+  for (auto const& from : levels) {
+    for (auto const& to : levels) {
+      std::string const name = from.level + (" " + from.protocol) + " -> " + to.level + " " + to.protocol;
+      body_part_t draft;
+      fill(draft);
+      draft.set_security_level(from.level, from.protocol);
+      if (from.protocol == "S/MIME" && from.level != std::string("none"))
+        written(draft);  // stored on the way
+      draft.set_security_level(to.level, to.level == std::string("none") ? unset_string : to.protocol);
+      EXPECT_EQ(shape(draft), to.tree) << name;
+      EXPECT_EQ(draft.get_security_level(), to.level) << name;
+      EXPECT_EQ(draft.get_security_protocol(), to.protocol) << name;
+      EXPECT_EQ(draft.attachments_body_part()->subpart(0).get_id(), 6) << name;
+      EXPECT_EQ(draft.get_attachment_id(0), 7) << name;
+      std::string const message = written(draft);
+      EXPECT_EQ(word_of(draft), "-") << name << draft.get_header("security-generation-detail", "");
+      EXPECT_EQ(message.find("the secret") == message.npos, std::string_view(to.level).starts_with("enc") || to.level == std::string("signAndEncrypt")) << name;
+      auto const root = opened(message);
+      EXPECT_EQ(word_of(*root), to.word) << name << "\n" << root->get_security_details();
+      EXPECT_EQ(shape(*root), to.tree) << name;
+      body_part_t& holder = *root->attachments_body_part();
+      EXPECT_EQ(holder.subpart(0).decoded_body(), secret) << name;
+      EXPECT_EQ(holder.subpart(1).decoded_body(), "%PDF \n\r") << name;
+      EXPECT_EQ(holder.subpart(1).get_header("content-type.parameter.split.name", ""), "a.pdf") << name;
+      EXPECT_EQ(test::all_records(*root), "") << name;
+    }
+  }
+}
+
+TEST_F(Sealing, TellsTheDigestOfTheSignature) {
+  std::map<std::string, std::string> const names = { { "8", "sha256" }, { "9", "sha384" }, { "10", "sha512" }, { "11", "sha224" } };
+  struct { std::optional<std::string> preference; char const* announced; char const* made; } const rows[] = {
+    { std::nullopt, "pgp-sha256", "pgp-sha256" }, { "sha512", "pgp-sha512", "pgp-sha512" }, { "sha384", "pgp-sha384", "pgp-sha384" },
+    { "$(id) x", nullptr, "pgp-sha256" }, { "md4", "pgp-md4", nullptr }, { "", "pgp-", "pgp-" },
+  };
+  for (auto const& row : rows) {
+    if (row.preference)
+      preferences::set("PwOpenPGPHashFunction", *row.preference);
+    body_part_t draft;
+    fill(draft);
+    draft.set_security_level("sign", "OpenPGP");
+    if (row.announced) {
+      EXPECT_EQ(micalg(draft), row.announced);
+    }
+    auto const root = opened(written(draft));
+    preferences::reset();
+    preferences::set("PwCertificateFolder", folder->path());
+    if (!row.made) {
+      EXPECT_EQ(word_of(draft), "generationFailed") << row.announced;
+      continue;
+    }
+    auto const lines = lines_with_prefix(root->get_security_details(), "VALIDSIG ");
+    ASSERT_EQ(lines.size(), 1U) << root->get_security_details();
+    EXPECT_EQ(micalg(*root), "pgp-" + names.at(text::split(lines[0], " ").at(7)));
+    EXPECT_TRUE(micalg(*root).starts_with(row.made)) << micalg(*root);
+  }
+  body_part_t draft;
+  fill(draft);
+  draft.set_security_level("sign", "S/MIME");
+  EXPECT_EQ(micalg(draft), "sha1");
+  auto const root = opened(written(draft));
+  EXPECT_EQ(micalg(*root), "sha-256");
+  EXPECT_EQ(cms_digest_name(root->subpart(1).decoded_body()), "sha-256");
+}
+
+// Whoever receives a copy unseen: OpenPGP can hide it, S/MIME cannot.
+TEST_F(Sealing, HidesBlindRecipients) {
+  std::string const headers = "from: ann@x.org\nto: ann@x.org\nbcc: stranger@x.org\n";
+  temporary_folder_t const hers;
+  auto const stranger = test::issue({ .addresses = { "stranger@x.org" }, .serial = 5 });
+  hers.write("identities/a", stranger.both());
+  folder->write("certificates/stranger", stranger.pem());
+  for (bool const is_allowed : { false, true }) {
+    preferences::set("PwBccEncryptionCheckDisabled", is_allowed);
+    body_part_t draft;
+    fill(draft, headers);
+    draft.set_security_level("encrypt", "S/MIME");
+    testing::internal::CaptureStderr();
+    std::string const message = written(draft);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), is_allowed ? "Warning: Bcc recipients are not supported for S/MIME encrypted messages\n" : "");
+    EXPECT_EQ(draft.get_header("security-generation-detail", "-"), is_allowed ? "-" : "Bcc recipients are not currently supported for S/MIME encrypted messages.");
+    EXPECT_EQ(word_of(draft), is_allowed ? "-" : "generationFailed");
+    for (std::string const& reader : { folder->path(), hers.path() }) {
+      preferences::set("PwCertificateFolder", reader);
+      EXPECT_EQ(word_of(*opened(message)), is_allowed ? "decrypted" : "decryptFailed") << reader;
+    }
+    preferences::set("PwCertificateFolder", folder->path());
+  }
+  preferences::set("PwBccEncryptionCheckDisabled", false);
+  body_part_t draft;
+  fill(draft, headers);
+  draft.set_security_level("encrypt", "OpenPGP");
+  std::string const packets = pgp("--list-only --list-packets", std::string(opened(written(draft))->subpart(1).decoded_body()));
+  std::vector<std::string> const keys = lines_with_prefix(packets, ":pubkey enc packet");
+  EXPECT_EQ(keys.size(), 2U) << packets;
+  EXPECT_EQ(std::ranges::count_if(keys, [](std::string const& key) { return key.ends_with(" keyid 0000000000000000"); }), 1) << packets;
+}
+
+// What is not sealed says so, is never written in the clear, and can be sealed later.
+TEST_F(Sealing, SaysWhyItFailed) {
+  std::string const to_ann = "from: ann@x.org\nto: ann@x.org\n", from_nobody = "from: nobody@x.org\nto: ann@x.org\n", to_nobody = "from: ann@x.org\nto: nobody@x.org\n";
+  std::string const unknown = "Signing or encryption failed for unknown reasons.";
+  struct { char const* name; std::string level, protocol, headers; std::string detail; std::string program = {}; } const rows[] = {
+    { "no secret key", "sign", "OpenPGP", from_nobody, "INV_SGNR 9 <nobody@x.org>" },
+    { "no key of a recipient", "encrypt", "OpenPGP", to_nobody, "INV_RECP 1 <nobody@x.org>" },
+    { "no key of the sender to read it", "encrypt", "OpenPGP", from_nobody, "INV_RECP 1 nobody@x.org" },
+    { "no secret key for both", "signAndEncrypt", "OpenPGP", from_nobody, "[GNUPG:] " },
+    { "no identity", "sign", "S/MIME", from_nobody, "Failed to find identity to sign for nobody@x.org.\n" },
+    { "no certificate", "encrypt", "S/MIME", to_nobody, "Failed to find certificate to encrypt for nobody@x.org.\n" },
+    { "nobody who could read it", "encrypt", "S/MIME", "to: ann@x.org\n", "DECRYPTION_FAILED" },
+    { "a missing program", "sign", "OpenPGP", to_ann, "[GNUPG:] MISSING_COMMAND (/no/such)\n", "/no/such" },
+    { "a folder for a program", "encrypt", "OpenPGP", to_ann, "", "/tmp" },
+    { "a silent one", "sign", "OpenPGP", to_ann, unknown, "cat >/dev/null" },
+    { "one that answers only", "encrypt", "OpenPGP", to_ann, unknown, "cat" },
+    { "one that signs only", "signAndEncrypt", "OpenPGP", to_ann, "SIG_CREATED", "cat; echo '[GNUPG:] SIG_CREATED D 22 8 00' >&2" },
+    { "one that encrypts only", "signAndEncrypt", "OpenPGP", to_ann, "END_ENCRYPTION", "cat; echo '[GNUPG:] END_ENCRYPTION' >&2" },
+    { "half a line", "sign", "OpenPGP", to_ann, "SIG_CRE", "cat; printf '[GNUPG:] SIG_CRE' >&2" },
+    { "killed behind its words", "sign", "OpenPGP", to_ann, "INCOMPLETE (killed by signal 9)", "cat; echo '[GNUPG:] SIG_CREATED D 22 8 00' >&2; kill -9 $$" },
+    { "failed behind its words", "encrypt", "OpenPGP", to_ann, "END_ENCRYPTION", "cat; echo '[GNUPG:] END_ENCRYPTION' >&2; exit 2" },
+  };
+  for (auto const& row : rows) {
+    if (row.program.starts_with('/'))
+      _gpg.emplace("PW_GPG", row.program);
+    else if (!row.program.empty())
+      make_program(row.program);
+    body_part_t draft;
+    fill(draft, row.headers);
+    draft.set_security_level(row.level, row.protocol);
+    std::string const message = written(draft);
+    std::string const detail = draft.get_header("security-generation-detail", "-");
+    EXPECT_NE(detail.find(row.detail), detail.npos) << row.name << ": " << detail;
+    EXPECT_EQ(word_of(draft), "generationFailed") << row.name;
+    EXPECT_EQ(message.find("the secret") != message.npos, row.level == "sign") << row.name;
+    _gpg.reset();
+    EXPECT_EQ(word_of(*opened(message)), row.level != "sign" ? "decryptFailed" : "unknown") << row.name << message;
+    draft.set_header("from", "ann@x.org");
+    draft.set_header("to", "ann@x.org");
+    EXPECT_EQ(word_of(*opened(written(draft))), row.level == "encrypt" ? "decrypted" : "trustedSignature") << row.name;
+    EXPECT_EQ(word_of(draft), "-") << row.name;
+  }
+}
+
+// Shell text of headers and of Security.plist; that stays for the life of the process.
+TEST_F(Sealing, HandsAddressesOnAsTheyAre) {
+  temporary_folder_t const maps;
+  maps.write("Security.plist", "{ map = ( { address = \"shell@mapped.org\"; userID = \"--yes $(id) `id` \\\"'\\\\ x\"; } ); }");
+  setup_gpg_smime_map(maps.path());
+  make_program("printf '%s\\n' \"$@\" >\"${0%/*}/arguments\"");
+  body_part_t draft;
+  fill(draft, "from: \"$(id)\" <`id`$(id)@x.org>\nto: \"-x\" <-r@x.org>, !!*@x.org, shell@mapped.org\n");
+  draft.set_security_level("encrypt", "OpenPGP");
+  written(draft);
+  std::string const said = path::content(_programs.path() + "/arguments");
+  EXPECT_EQ(said.substr(said.find("--textmode")), "--textmode\n--armor\n--digest-algo\nSHA256\n--recipient\n<-r@x.org>\n--recipient\n<!!*@x.org>\n--recipient\n--yes $(id) `id` \"'\\ x\n"
+                                                  "--recipient\n`id`$(id)@x.org\n--trust-model\nalways\n--encrypt\n");
+}
+
+TEST_F(Sealing, SealsWhatWasEditedInReceivedMail) {
+  std::string const entity = part("text/plain", "The secret.\n");
+  for (bool const is_smime : { false, true }) {
+    std::string const source = message(is_smime ? envelope(smime(false, true, entity)) : pgp_encrypted(entity), "From: ann@x.org\nTo: ann@x.org\n");
+    for (bool const has_key : { false, true }) {
+      auto const root = opened(source);
+      body_part_t& holder = is_smime ? *root : root->subpart(1);
+      holder.subpart(0).set_body("text", "plain", unset_string, secret.data(), secret.data() + secret.size(), false);
+      root->set_header("from", has_key ? "ann@x.org" : "nobody@x.org");
+      std::string const message = written(*root);
+      EXPECT_EQ(message.find("secret"), message.npos);
+      auto const again = opened(message);
+      EXPECT_EQ((is_smime ? *again : again->subpart(1)).subpart(0).decoded_body(), has_key ? secret : "The secret.\n") << "the ciphertext that came is kept";
+      EXPECT_EQ(root->exists_header("security-generation-detail"), !has_key) << root->get_header("security-generation-detail", "");
+    }
+  }
+}
+
+TEST_F(Sealing, LeavesBrokenShapesAlone) {
+  std::string const one = part("text/plain"), control = part("application/pgp-encrypted"), signature = part("application/pgp-signature");
+  for (std::string const& entity : { multipart(signed_by_pgp, { one }), multipart(signed_by_pgp, { one, signature, one }), multipart(encrypted_by_pgp, { control }),
+                                     multipart(encrypted_by_pgp, { control, one }), multipart(encrypted_by_pgp, { control, one, one }), envelope("x") }) {
+    auto const root = test::message_of(message(entity));
+    std::string const tree = test::describe(*root);
+    root->remove_signing();
+    root->remove_encryption();
+    for (auto const& [level, protocol] : { std::pair("none", "OpenPGP"), { "sign", "S/MIME" }, { "encrypt", "S/MIME" }, { "signAndEncrypt", "OpenPGP" } })
+      root->set_security_level(level, protocol);
+    EXPECT_EQ(test::describe(*root), tree);
+    EXPECT_EQ(written(*root), message(entity));
+  }
+}
+
+TEST_F(Sealing, MakesContentSafeToSign) {
+  std::string const pdf = "Content-Disposition: attachment\n" + part("application/pdf", "a \nb\n"), safe = part("text/plain", "a\n b"), closed = multipart("signed", { part("text/plain", "a \n"), safe });
+  auto const root = test::message_of(message(multipart("mixed", { part("text/plain", "a\t\nb "), pdf, safe, closed, "Content-Type: message/rfc822\n\n" + message(part("text/html", "a \n")) })));
+  root->mark_to_be_signed(true);
+  std::string const text = written(*root);
+  for (std::string const piece : { "Content-Type: text/plain\nContent-Transfer-Encoding: quoted-printable\n\na\t=\n\nb", "Content-Transfer-Encoding: base64\n\nYSAKYgo=", "Content-Type: text/html\nContent-Transfer-Encoding: quoted-printable\n\na =\n\n" })
+    EXPECT_NE(text.find(piece), text.npos) << piece << "\n" << text;
+  EXPECT_NE(text.find(closed), text.npos) << "what is protected stays";
+  EXPECT_NE(text.find(safe), text.npos);
+  auto const untouched = test::message_of(message(safe));
+  untouched->mark_to_be_signed(true);
+  EXPECT_FALSE(untouched->has_changed());
+}
+
+TEST(SealingDeathTest, IsNotDoneTwice) {
+  auto const death = [](char const* level, char const* protocol, auto const& misuse, std::string const& text) {
+    body_part_t draft;
+    draft.set_text_body("a\n", unset_string, unset_string, true);
+    draft.set_security_level(level, protocol);
+    EXPECT_DEATH(misuse(draft), "^Fatal: " + text + "\n") << text;
+  };
+  death("none", "", [](body_part_t& draft) { draft.set_security_level("sign", unset_string); }, "Missing security protocol");
+  death("sign", "S/MIME", [](body_part_t& draft) { draft.sign("OpenPGP"); }, "Trying to sign an already signed message");
+  death("encrypt", "OpenPGP", [](body_part_t& draft) { draft.encrypt("OpenPGP", false); }, "Trying to encrypt an already encrypted message \\(multipart/encrypted\\)");
+  death("encrypt", "S/MIME", [](body_part_t& draft) { draft.encrypt("S/MIME", true); }, "Trying to encrypt an already encrypted message \\(application/pkcs7-mime\\)");
+}
+
+}  // namespace
+}  // namespace kel
