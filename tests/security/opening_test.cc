@@ -3,6 +3,7 @@
 #include <kel/text.h>
 #include <kelmime/unset.h>
 #include <helpers/repeated.h>
+#include <security/leftovers.h>
 
 namespace kel {
 namespace {
@@ -80,6 +81,7 @@ protected:
   std::string calls() const { return path::content(path::join(_folder.path(), "calls")); }
 
   temporary_folder_t _folder;
+  leftovers_t _temporary;
   variable_guard_t _gpg{ "PW_GPG", _folder.path() + "/gpg" };
   variable_guard_t _log{ "CALLS", _folder.path() + "/calls" };
 };
@@ -121,6 +123,10 @@ TEST_F(OpeningWithStandIn, SurvivesWhatItDoes) {
     EXPECT_EQ(word_of(*encrypted), row.word_of_encrypted) << row.name;
     EXPECT_EQ(encrypted->subpart(1).num_subparts(), 0U) << row.name;
   }
+  std::filesystem::remove(_folder.path() + "/gpg");
+  std::filesystem::create_directory(_folder.path() + "/gpg");
+  EXPECT_EQ(word_of(*opened(message(with_pgp_signature(text, "x")))), "unknown") << "not executable";
+  EXPECT_EQ(word_of(*opened(message(with_ciphertext("x")))), "decryptFailed") << "not executable";
   std::filesystem::remove(_folder.path() + "/gpg");
   EXPECT_EQ(word_of(*opened(message(with_pgp_signature(text, "x")))), "missingCommand");
   EXPECT_EQ(word_of(*opened(message(with_ciphertext("x")))), "missingCommand");

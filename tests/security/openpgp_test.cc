@@ -1,7 +1,6 @@
 // One run of the program, and what is read from its words. The words of real runs are in gnupg_test.cc.
 #include <kelmime/openpgp.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +11,7 @@
 #include <helpers/surroundings.h>
 #include <security/gpg.h>
 #include <security/gpg_arguments.h>
+#include <security/leftovers.h>
 #include <security/signature_verdict.h>
 
 namespace kel {
@@ -24,11 +24,7 @@ using lines_t = std::vector<std::string>;
 // A program in the place of GnuPG.
 class StandIn : public testing::Test {
 protected:
-  ~StandIn() override {
-    preferences::reset();
-    EXPECT_TRUE(fs::is_empty(_temporary.path())) << "a file is left";
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
-  }
+  ~StandIn() override { preferences::reset(); }
 
   void make_program(std::string const& commands, fs::perms permissions = fs::perms::owner_all) {
     fs::permissions(_folder.write("gp\"g", "#!/bin/bash\n" + commands), permissions);
@@ -47,8 +43,8 @@ protected:
   }
 
   std::string output, status;
-  temporary_folder_t _folder, _temporary;
-  variable_guard_t _tmpdir{ "TMPDIR", _temporary.path() };
+  temporary_folder_t _folder;
+  leftovers_t _temporary;
   variable_guard_t _gpg{ "PW_GPG", _folder.path() + "/gp\"g" };
 };
 

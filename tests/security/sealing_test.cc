@@ -6,7 +6,7 @@
 #include <kel/text.h>
 #include <kelmime/openpgp.h>
 #include <kelmime/unset.h>
-#include <helpers/repeated.h>
+#include <security/leftovers.h>
 
 namespace kel {
 namespace {
@@ -35,6 +35,7 @@ protected:
   static std::string micalg(body_part_t& part) { return part.get_header("content-type.parameter.split.micalg", "-"); }
 
   temporary_folder_t _programs;
+  leftovers_t _temporary;
   std::optional<variable_guard_t> _gpg;
 };
 
