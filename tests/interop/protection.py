@@ -164,7 +164,7 @@ def make_keys(folder):
         file(f"postwick/smime/identities/{name}", pathlib.Path(both).read_bytes())
 
 def main():
-    with tempfile.TemporaryDirectory(prefix="kp_", dir="/tmp") as folder:  # a long path breaks the agent of GnuPG
+    with tempfile.TemporaryDirectory(prefix="kp_", dir="/tmp", ignore_cleanup_errors=True) as folder:  # a long path breaks the agent of GnuPG
         os.chdir(folder)
         make_keys(folder)
         for name, content in CONTENTS.items():

@@ -71,6 +71,27 @@ TEST_F(Opening, RecordsAnotherDigestThanIsStated) {
   }
 }
 
+// Messages that come with the tests; KELMIME_MAIL names a folder of more.
+TEST_F(Opening, TakesWhateverComes) {
+  char const* const more = std::getenv("KELMIME_MAIL");
+  std::size_t protected_ones = 0;
+  for (std::filesystem::path const place : { KELMIME_TEST_DATA "/messages", more ? more : KELMIME_TEST_DATA "/tool/messages" }) {
+    for (auto const& file : std::filesystem::recursive_directory_iterator(place)) {
+      if (!file.is_regular_file())
+        continue;
+      std::string const source = path::content(file.path());
+      for (std::string const& bytes : { source, source.substr(0, source.size() * 2 / 3) }) {
+        auto const root = opened(bytes);
+        EXPECT_EQ(written(*root), bytes) << file.path();
+        std::string const word = word_of(*root);
+        protected_ones += word != "-";
+        EXPECT_FALSE(word == "trustedSignature" || word == "decrypted" || word == "generationFailed") << file.path() << " by a key of these tests: " << word;
+      }
+    }
+  }
+  EXPECT_GE(protected_ones, 1U);
+}
+
 // --- Other programs in the place of GnuPG ------------------------------------------------------------------------
 
 class OpeningWithStandIn : public ProtectedMail {
