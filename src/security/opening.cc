@@ -16,6 +16,7 @@
 #include <iterator>
 #include <set>
 
+#include <codec/line_ends.h>
 #include <kel/text.h>
 #include <kelmime/decoding.h>
 #include <kelmime/openpgp.h>
@@ -24,7 +25,6 @@
 #include <security/gpg.h>
 #include <security/gpg_arguments.h>
 #include <security/inline_blocks.h>
-#include <security/line_ends.h>
 #include <security/protection_kind.h>
 #include <security/signature_verdict.h>
 #include <security/status_text.h>

@@ -13,6 +13,7 @@
 
 #include <kel/text.h>
 #include <base/fatal.h>
+#include <codec/line_ends.h>
 #include <kelmime/decoding.h>
 #include <kelmime/encoding.h>
 #include <kelmime/openpgp.h>
@@ -21,7 +22,6 @@
 #include <security/certificate_store.h>
 #include <security/cms.h>
 #include <security/debug_trace.h>
-#include <security/line_ends.h>
 #include <security/status_text.h>
 
 namespace kel {

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <openssl/cms.h>
 
+#include <codec/line_ends.h>
 #include <helpers/certificates.h>
 #include <helpers/describe.h>
 #include <kel/preferences.h>
@@ -18,7 +19,6 @@
 #include <kelmime/encoding.h>
 #include <kelmime/smime.h>
 #include <security/gpg_home.h>
-#include <security/line_ends.h>
 
 namespace kel {
 

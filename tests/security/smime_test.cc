@@ -9,6 +9,7 @@
 
 #include <openssl/cms.h>
 
+#include <codec/line_ends.h>
 #include <helpers/certificates.h>
 #include <helpers/exact_copy.h>
 #include <helpers/surroundings.h>
@@ -18,7 +19,6 @@
 #include <kel/text.h>
 #include <kelmime/openpgp.h>
 #include <kelmime/unset.h>
-#include <security/line_ends.h>
 
 namespace kel {
 

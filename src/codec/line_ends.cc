@@ -1,4 +1,4 @@
-#include <security/line_ends.h>
+#include <codec/line_ends.h>
 
 #include <algorithm>
 
