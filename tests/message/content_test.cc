@@ -1,25 +1,19 @@
 // Filling drafts.
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include <kel/preferences.h>
 #include <kelmime/application.h>
-#include <kelmime/body.h>
-#include <helpers/describe.h>
+#include <helpers/messages.h>
 #include <helpers/surroundings.h>
 
 namespace kel {
 namespace {
 
 using test::describe;
+using test::leaf;
 using test::message_of;
-
-std::shared_ptr<body_part_t> sent(body_part_t& draft) {
-  std::vector<char> bytes;
-  draft.generate_rfc822(std::back_inserter(bytes));
-  return copy_body_part(bytes);
-}
+using test::multipart;
+using test::read_again;
 
 void set_body(body_part_t& part, std::string const& type, std::string const& subtype, std::string const& text, bool flow,
               std::string const& parameters = unset_string) {
@@ -58,7 +52,7 @@ TEST(Content, ChoosesTypeAndEncoding) {
     if (row.is_signed)
       root.set_text_body("", unset_string, unset_string, /*is_signed*/ true);
     else
-      root.set_body("multipart", "mixed", unset_string, nullptr, nullptr, false);
+      set_body(root, "multipart", "mixed", "", false);
     body_part_t& part = row.is_signed ? root : root.push_body_part();
     set_body(part, row.type, row.subtype, row.text, row.flow, row.parameters);
     EXPECT_EQ(part.get_header("content-type", unset_string), row.content_type) << row.name;
@@ -104,13 +98,12 @@ TEST(Content, MakesMessages) {
   set_application_version("", "");
   EXPECT_EQ(draft.get_header("x-mailer", ""), "Postwick (2.1r77)");
 
-  body_part_t& embedded = draft.push_body_part();
+  draft.push_body_part();
   set_body(draft, "message", "rfc822", "Subject: in\n\nbody", false);
-  static_cast<void>(embedded);
   EXPECT_EQ(describe(draft), "message/rfc822[text/plain(4)]") << "what was there is gone";
   EXPECT_EQ(draft.subpart(0).get_header("subject", ""), "in");
   EXPECT_EQ(draft.subpart(0).parent(), &draft);
-  EXPECT_EQ(describe(*sent(draft)), "message/rfc822[text/plain(4)]");
+  EXPECT_EQ(describe(*read_again(draft)), "message/rfc822[text/plain(4)]");
 }
 
 TEST(Content, ComposesTheShapesOfADraft) {
@@ -126,7 +119,6 @@ TEST(Content, ComposesTheShapesOfADraft) {
     { "text beside HTML", [](body_part_t& d) { d.set_html_body("<p>"); d.set_text_body("ab", unset_string, "<b>x", false); },
       "multipart/alternative[text/plain(2) text/html(4)]", "ab" },
     { "HTML dropped", [](body_part_t& d) { d.set_text_body("a", unset_string, "<p>", false); d.set_text_body("ab", unset_string, unset_string, false); }, "text/plain(2)", "ab" },
-    { "resource", [](body_part_t& d) { d.set_html_body("<p>"); d.add_related_part("a.png", "123"); }, "multipart/related[text/html(3) image/png(3)]", "<p>" },
     { "resources first", [](body_part_t& d) { d.add_related_part("a.png", "123"); d.add_related_part("b", "12"); d.set_text_body("a", unset_string, "<p>", false); },
       "multipart/alternative[text/plain(1) multipart/related[text/html(3) image/png(3) application/octet-stream(2)]]", "a" },
     { "resource replaced", [](body_part_t& d) { d.set_html_body("<p>"); d.add_related_part("a.png", "123"); d.add_related_part("a.png", "1"); d.set_html_body("<b>x"); },
@@ -145,16 +137,16 @@ TEST(Content, ComposesTheShapesOfADraft) {
     body_part_t draft;
     draft.set_header("subject", "s");
     row.fill(draft);
-    auto const message = sent(draft);
+    auto const message = read_again(draft);
     EXPECT_EQ(describe(*message), row.shape) << row.name;
-    EXPECT_EQ(message->text_body(false), row.text) << row.name;
-    EXPECT_EQ(draft.text_body(false), row.text) << row.name;
+    for (body_part_t* const part : { message.get(), &draft })
+      EXPECT_EQ(part->text_body(false), row.text) << row.name;
     EXPECT_EQ(message->num_errors(), 0u) << row.name;
     EXPECT_EQ(message->get_header("subject", ""), "s") << row.name;
     // A saved draft is opened and changed on.
     message->set_text_body("new", unset_string, "<i>new", false);
     message->add_attachment("new", "new.bin", "");
-    auto const again = sent(*message);
+    auto const again = read_again(*message);
     EXPECT_EQ(again->text_body(false), "new") << row.name;
     EXPECT_EQ(again->attachment_at_index(again->number_of_attachments() - 1).decoded_body(), "new") << row.name;
     EXPECT_EQ(again->number_of_attachments(), std::string_view(row.shape).starts_with("multipart/mixed") ? draft.number_of_attachments() + 1 : 1) << row.name;
@@ -163,16 +155,8 @@ TEST(Content, ComposesTheShapesOfADraft) {
 
 // What a message from outside holds beside its text is not lost when the text is set.
 TEST(Content, ChangesTheTextOfReceivedMessages) {
-  auto const multipart = [](std::string const& subtype, std::initializer_list<std::string> parts) {
-    static int count = 0;
-    std::string const boundary = "b" + std::to_string(++count);
-    std::string text = "Content-Type: multipart/" + subtype + "; boundary=" + boundary + "\n\n";
-    for (std::string const& part : parts)
-      text += "\n--" + boundary + "\n" + part;
-    return text + "\n--" + boundary + "--\n";
-  };
-  std::string const plain = "\nold", html = "Content-Type: text/html\n\n<p>", pdf = "Content-Type: application/pdf\n\nPDF", png = "Content-Type: image/png\n\nPNG";
-  std::string const message = "Content-Type: message/rfc822\n\nSubject: in\n\nin";
+  std::string const plain = "\nold", html = leaf("text/html", "<p>"), pdf = leaf("application/pdf", "PDF"), png = leaf("image/png", "PNG");
+  std::string const message = leaf("message/rfc822", "Subject: in\n\nin");
   struct { char const* name; std::string message; char const* as_text; char const* as_both; } const rows[] = {
     { "file", pdf, "mixed[plain application/pdf]", "mixed[alternative[plain html] application/pdf]" },
     { "attached text", "Content-Disposition: attachment; filename=a.txt\n\nfile", "mixed[plain plain]", "mixed[alternative[plain html] plain]" },
@@ -180,10 +164,9 @@ TEST(Content, ChangesTheTextOfReceivedMessages) {
     { "picture first", multipart("mixed", { png, plain }), "mixed[plain image/png plain]", "mixed[alternative[plain html] image/png plain]" },
     { "file among the HTML", multipart("alternative", { plain, multipart("mixed", { html, pdf, html }) }), "mixed[plain application/pdf]",
       "alternative[plain mixed[html application/pdf html]]" },
-    { "invitation", multipart("alternative", { html, "Content-Type: text/calendar\n\nC" }), "mixed[plain text/calendar]", "alternative[plain alternative[html text/calendar]]" },
+    { "invitation", multipart("alternative", { html, leaf("text/calendar", "C") }), "mixed[plain text/calendar]", "alternative[plain alternative[html text/calendar]]" },
     { "pictures in the HTML", multipart("alternative", { plain, multipart("related", { html, png }) }), "plain", "alternative[plain related[html image/png]]" },
-    { "report", multipart("report", { plain, "Content-Type: message/delivery-status\n\nA: b" }), "report[plain message/delivery-status]",
-      "report[alternative[plain html] message/delivery-status]" },
+    { "report", multipart("report", { plain, leaf("message/delivery-status", "A: b") }), "report[plain message/delivery-status]", "report[alternative[plain html] message/delivery-status]" },
     { "encrypted", multipart("encrypted", { pdf, pdf }), "mixed[plain encrypted[application/pdf application/pdf]]", "mixed[alternative[plain html] encrypted[application/pdf application/pdf]]" },
     { "nothing", multipart("mixed", {}), "mixed[plain]", "mixed[alternative[plain html]]" },
     { "encoded container", "Content-Transfer-Encoding: base64\n" + multipart("report", { pdf }), "mixed[plain report[application/pdf]]", "mixed[alternative[plain html] report[application/pdf]]" },
@@ -203,7 +186,7 @@ TEST(Content, ChangesTheTextOfReceivedMessages) {
       auto const received = message_of(row.message);
       received->set_text_body("new", unset_string, has_html ? "<i>new" : unset_string, false);
       EXPECT_EQ(received->text_body(false), "new") << row.name;
-      auto const again = sent(*received);
+      auto const again = read_again(*received);
       EXPECT_EQ(shape(*again), has_html ? row.as_both : row.as_text) << row.name;
       EXPECT_EQ(again->text_body(false), "new") << row.name;
     }
@@ -260,24 +243,24 @@ TEST(Content, DescribesAttachments) {
     body_part_t& part = draft.add_attachment(row.bytes, row.file, row.type);
     EXPECT_EQ(part.get_header("content-type", ""), row.content_type) << row.name;
     EXPECT_EQ(part.get_header("content-disposition", ""), row.disposition) << row.name;
-    auto const message = sent(draft);
+    auto const message = read_again(draft);
     EXPECT_EQ(message->attachment_at_index(0).decoded_body(), row.bytes) << row.name;
     EXPECT_EQ(message->attachment_at_index(0).get_filename(), part.get_filename()) << row.name;
   }
   body_part_t draft;
   temporary_folder_t const folder;
-  std::ofstream(folder.path() + "/\xc3\xbc.png", std::ios::binary) << "bytes";
+  std::string const file = folder.write("\xc3\xbc.png", "bytes");
   EXPECT_EQ(draft.add_attachment(folder.path() + "/none"), nullptr);
   EXPECT_FALSE(draft.is_multi_part());
-  ASSERT_NE(draft.add_attachment(folder.path() + "/\xc3\xbc.png"), nullptr);
+  ASSERT_NE(draft.add_attachment(file), nullptr);
   EXPECT_EQ(draft.attachment_at_index(0).get_filename(), "\xc3\xbc.png");
   EXPECT_EQ(draft.add_related_part("/x/my logo.png", ""), "my+20logo.png");
 }
 
 TEST(Content, ReadsTheTextOfMessages) {
-  struct { char const* name; char const* message; char const* expected; } const rows[] = {
-    { "plain before HTML", "Content-Type: multipart/alternative; boundary=b\n\n--b\nContent-Type: text/html\n\n<p>\n--b\n\nplain\n--b--\n", "plain" },
-    { "not the attached one", "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Disposition: attachment\n\nfile\n--b\n\ntext\n--b--\n", "text" },
+  struct { char const* name; std::string message; char const* expected; } const rows[] = {
+    { "plain before HTML", multipart("alternative", { leaf("text/html", "<p>"), "\nplain" }), "plain" },
+    { "not the attached one", multipart("mixed", { "Content-Disposition: attachment\n\nfile", "\ntext" }), "text" },
     { "not in a message", "Content-Type: message/rfc822\n\nSubject: a\n\ntext\n", "" },
     { "image", "Content-Type: image/png\n\ntext\n", "" },
   };
