@@ -16,11 +16,7 @@ std::string disposition_of(std::string const& headers, std::string const& body) 
 }
 
 TEST(Disposition, IsDecidedForDisplay) {
-  struct {
-    char const* name;
-    char const* headers;
-    char const* expected;
-  } const rows[] = {
+  struct { char const* name; char const* headers; char const* expected; } const rows[] = {
     { "no headers at all", "X: y", "inline" },
     { "text with a name", "Content-Type: text/plain; name=a.txt", "attachment" },
     { "text with a name, inline", "Content-Type: text/x-patch; name=a\nContent-Disposition: INLINE; filename=a", "inline" },
@@ -42,11 +38,7 @@ TEST(Disposition, IsDecidedForDisplay) {
 
 TEST(Disposition, OfPDFByItsPages) {
   std::string const page = "<< /Type /Page >>\n", pages = "<< /Type /Pages /Count 2 >>\n";
-  struct {
-    char const* name;
-    std::string body;
-    char const* expected;
-  } const rows[] = {
+  struct { char const* name; std::string body; char const* expected; } const rows[] = {
     { "one page", pages + page, "inline" },
     { "two pages", pages + page + page, "attachment" },
     { "without blanks", "/Type/Page/x/Type/Page>>", "attachment" },
