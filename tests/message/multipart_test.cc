@@ -31,11 +31,7 @@ TEST(ParseSubparts, CutsAtDelimiterLines) {
   std::string const unclosed = " No closing MIME boundary found <--b>";
   std::string const no_line_feed = " Missing newline after boundary string at end of body part <delimiter>";
   std::string const no_preamble = " Empty preamble of MIME (must contain at least 1 empty line) low";
-  struct {
-    char const* name;
-    char const* body;
-    std::string expected;
-  } const rows[] = {
+  struct { char const* name; char const* body; std::string expected; } const rows[] = {
     { "two parts", "pre\n--b\none\n--b\ntwo\n--b--\nepi", "[pre][one][two][epi]" },
     { "the part keeps all line feeds but the last", "\n--b\none\n\n--b--\n", "[][one\n][]" },
     { "blanks behind delimiters", "\n--b \t\none\n--b-- \n", "[][one][]" },
