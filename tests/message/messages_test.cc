@@ -1,29 +1,13 @@
 // Whole messages: each file below messages/ stands beside a ".tree" file with its tree in one line and its records.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
-#include <kelmime/body.h>
-#include <helpers/describe.h>
+#include <helpers/messages.h>
 
 namespace kel {
 namespace {
 
-std::string content(std::filesystem::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  return { std::istreambuf_iterator<char>(file), {} };
-}
-
-std::vector<std::filesystem::path> messages() {
-  std::vector<std::filesystem::path> found;
-  for (auto const& entry : std::filesystem::recursive_directory_iterator(KELMIME_TEST_DATA "/messages")) {
-    if (entry.path().extension() == ".eml")
-      found.push_back(entry.path());
-  }
-  return found;
-}
+using test::content_of;
+using test::message_files;
 
 // Parts tile their parent: raw ranges lie in the bytes that were given, header block and body meet.
 void expect_raw_bytes_within(body_part_t& part, std::string_view whole) {
@@ -38,20 +22,19 @@ void expect_raw_bytes_within(body_part_t& part, std::string_view whole) {
 }
 
 TEST(Messages, ReadAsTheirTreesSay) {
-  ASSERT_GE(messages().size(), 10u);
-  for (auto const& path : messages()) {
-    std::string const text = content(path);
+  for (auto const& path : message_files()) {
+    std::string const text = content_of(path);
     auto const message = test::message_of(text);
     std::string const found = test::describe(*message) + "\n" + test::all_records(*message);
-    EXPECT_EQ(found, content(std::filesystem::path(path).replace_extension(".tree"))) << path;
+    EXPECT_EQ(found, content_of(std::filesystem::path(path).replace_extension(".tree"))) << path;
     EXPECT_EQ(message->raw_data(), text) << path;
     expect_raw_bytes_within(*message, message->raw_data());
   }
 }
 
 TEST(Messages, EveryPrefixParses) {
-  for (auto const& path : messages()) {
-    std::string const text = content(path);
+  for (auto const& path : message_files()) {
+    std::string const text = content_of(path);
     for (std::size_t size = 0; size < text.size(); ++size) {
       test::exact_copy_t const bytes(std::string_view(text).substr(0, size));
       auto const message = parse_body(bytes.begin(), bytes.end());
