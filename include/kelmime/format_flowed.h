@@ -30,7 +30,8 @@ KELMIME_EXPORT bool should_format_flow(char const* first, char const* last, bool
 // have (RFC 5322, section 2.1.1); with `delsp` it is broken too, between characters, and the reader must be told "delsp=yes".
 // With `keep_unquoted`, lines without quote markers stay as they are. Spaces at line ends are left out, but for those of
 // signature separators and, with `keep_unquoted`, of a last line without line feed. The lines of a quote get a space
-// behind their markers, and where these fill half of the width, more room.
+// behind their markers, and where these fill half of the width, more room. Text that begins with spaces and a ">" gets no
+// space in front: `format_deflow` finds it unchanged, other readers take one of its spaces away.
 //
 // Reading the output with `format_deflow`, flowed and with the same flags, gives back every text that
 //

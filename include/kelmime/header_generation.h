@@ -22,7 +22,8 @@ namespace kel {
 
 // Appends "Name: value", folded, and a line feed. Nothing is written for an empty name, for one that begins with "#", for
 // one that no header can have, or for "security-generation-detail". The line is ASCII, unless the preference
-// PwSMTPUTF8Enabled is set: then the text stays UTF-8 (RFC 6532).
+// PwSMTPUTF8Enabled is set: then the text stays UTF-8 (RFC 6532), but for what would be read as an encoded word. A name of
+// more than 50 bytes is written, but `parse_headers` takes no such header.
 template <byte_inserter Out>
 KELMIME_EXPORT Out generate_rfc822_header(std::string const& name, std::string const& value, Out out);
 

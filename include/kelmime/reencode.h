@@ -17,8 +17,9 @@ namespace kel {
 KELMIME_EXPORT bool needs_header_encoding(char const* first, char const* last);
 
 // Appends the message with every such header block written anew, see `generate_rfc822_header`: values are encoded (RFC 2047,
-// RFC 2231, RFC 5891) and folded, and mean what they meant. Lines of the block that are no headers are left out. Values that
-// are not UTF-8 are read as the tree reads them. Bodies and all other blocks stay as they are.
+// RFC 2231, RFC 5891) and folded, and mean what they meant. Lines of the block that the tree takes for no headers are copied if
+// they are ASCII, and left out otherwise. Values that are not UTF-8 are read as the tree reads them. Bodies and all other
+// blocks stay as they are.
 //
 //    std::string narrow;
 //    if (kel::needs_header_encoding(message.begin(), message.end()))

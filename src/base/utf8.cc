@@ -161,6 +161,22 @@ bool is_valid(char const* first, char const* last) {
   return validate_t().scan(first, last) == last;
 }
 
+std::string with_replacements(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  validate_t validate;
+  for (char const *at = text.data(), *const end = at + text.size(); at != end;) {
+    char const* const wrong = validate.scan(at, end);
+    result.append(at, wrong);
+    at = wrong;
+    if (at != end) {
+      result += replacement_character;
+      ++at;
+    }
+  }
+  return result;
+}
+
 std::string_view prefix(std::string_view text, std::size_t bytes) {
   if (text.size() <= bytes)
     return text;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 namespace kel::utf8 {
@@ -34,6 +35,11 @@ private:
 
 // The beginning of a text, at most `bytes` long, that cuts no character in two.
 std::string_view prefix(std::string_view text, std::size_t bytes);
+
+constexpr std::string_view replacement_character = "\xEF\xBF\xBD";  // U+FFFD
+
+// The text with this character for each byte that is not well-formed.
+std::string with_replacements(std::string_view text);
 
 // Whether a whole text is well-formed.
 bool is_valid(char const* first, char const* last);

@@ -45,23 +45,25 @@ char const* charset_of(char const* first, char const* last) {
   return std::any_of(first, last, is_high) ? "utf-8" : "us-ascii";
 }
 
-// Finds what cannot be written as it stands: 8-bit bytes, and what a reader would take for an encoded word.
+// Finds what cannot be written as it stands: see `needs_encoded_words`.
 class trouble_finder_t {
 public:
-  trouble_finder_t(char const* first, char const* last)
-      : _last(last), _high(find_high(first)), _encoded_word(find_opening(first)) {}
+  trouble_finder_t(char const* first, char const* last, bool encode)
+      : _last(last), _encode(encode), _misread(find_misread(first)), _encoded_word(find_opening(first)) {}
 
   // The next place, or the end. The positions asked for must ascend: each byte is looked at once or twice in all.
   char const* next(char const* position) {
-    if (_high < position)
-      _high = find_high(position);
+    if (_misread < position)
+      _misread = find_misread(position);
     if (_encoded_word < position)
       _encoded_word = find_opening(position);
-    return std::min(_high, _encoded_word);
+    return std::min(_misread, _encoded_word);
   }
 
 private:
-  char const* find_high(char const* position) const { return std::find_if(position, _last, is_high); }
+  char const* find_misread(char const* position) const {
+    return std::find_if(position, _last, [this](char c) { return is_misread(c, _encode); });
+  }
 
   char const* find_opening(char const* position) const {
     char const* const start = find_encoded_word(position, _last).start;
@@ -69,7 +71,8 @@ private:
   }
 
   char const* _last;
-  char const* _high;
+  bool _encode;
+  char const* _misread;
   char const* _encoded_word;
 };
 
@@ -116,6 +119,20 @@ void append_encoded(char const* first, char const* last, Out out) {
   append_encoded(first, last, which_mime_encoding(first, last) == "base64", out);
 }
 
+template <byte_inserter Out>
+void append_single_words(char const* first, char const* last, bool encode, Out out) {
+  trouble_finder_t troubles(first, last, encode);
+  while (first != last) {
+    char const* const trouble = troubles.next(first);
+    char const* word = trouble;
+    while (trouble != last && word != first && !is_separator(word[-1]))
+      --word;
+    append(out, { first, word });
+    first = end_of_encoded_run(word, last, troubles);
+    append_encoded(word, first, out);
+  }
+}
+
 // Whether a "q" word would become much longer than it should, since it never ends inside a run of 8-bit bytes.
 bool holds_long_high_run(std::string_view text) {
   constexpr std::ptrdiff_t longest_run = 15;
@@ -131,6 +148,12 @@ std::string in_encoded_words(std::string_view text) {
   bool const is_base64 = holds_long_high_run(text) || which_mime_encoding(first, last) == "base64";
   std::string words;
   append_encoded(first, last, is_base64, std::back_inserter(words));
+  return words;
+}
+
+std::string in_single_encoded_words(std::string_view text, bool encode) {
+  std::string words;
+  append_single_words(text.data(), text.data() + text.size(), encode, std::back_inserter(words));
   return words;
 }
 
@@ -167,16 +190,7 @@ Out encode_words(char const* first, char const* last, Out out) {
 
 template <byte_inserter Out>
 Out encode_single_words(char const* first, char const* last, Out out) {
-  trouble_finder_t troubles(first, last);
-  while (first != last) {
-    char const* const trouble = troubles.next(first);
-    char const* word = trouble;
-    while (trouble != last && word != first && !is_separator(word[-1]))
-      --word;
-    append(out, { first, word });
-    first = end_of_encoded_run(word, last, troubles);
-    append_encoded(word, first, out);
-  }
+  append_single_words(first, last, /*encode*/ true, out);
   return out;
 }
 

@@ -73,11 +73,23 @@ bool is_free_text(std::string const& name) {
   return !is_structured(name) && !field_parsers_init::field_parser_for_field_path({ name, "split" });
 }
 
+std::string free_text_line(std::string const& name, std::string const& value, bool encode) {
+  return encode ? construct_header_line(name, value, true)
+                : construct_header_line(name, in_single_encoded_words(value, false), false);
+}
+
+// What nearly is an encoded word, and stays as it is, can swallow one behind it.
+bool is_read_differently(std::string_view line, std::string_view value) {
+  return value.find("=?") != value.npos && decoded_words(line.substr(line.find(": ") + 2)) != value;
+}
+
 std::string header_text(std::string const& name, std::string const& value, bool encode) {
   std::string const written = written_value(name, value, encode);
-  // A structured value is in ASCII by now, and its encoded words must not be encoded once more.
-  std::string text = folded(construct_header_line(name, written, encode && !is_structured(name)));
-  if (!encode || !holds_too_long_line(text) || !is_free_text(name))
+  if (is_structured(name))
+    return folded(construct_header_line(name, written, false));
+  std::string const line = free_text_line(name, written, encode);
+  std::string text = folded(line);
+  if (!is_free_text(name) || !(holds_too_long_line(text) || is_read_differently(line, written)))
     return text;
   return folded(construct_header_line(name, in_encoded_words(written), false));
 }

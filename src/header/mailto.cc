@@ -15,7 +15,6 @@ namespace kel {
 namespace {
 
 constexpr std::string_view scheme = "mailto:";
-constexpr std::string_view replacement_character = "\xEF\xBF\xBD";
 
 std::string_view without_frame(std::string_view url) {
   auto const first = std::ranges::find_if_not(url, ascii::is_space);
@@ -44,30 +43,29 @@ std::string percent_decoded(std::string_view text) {
   return decoded;
 }
 
-void append_without_controls(std::string_view text, char line_break, std::string& out) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text.substr(i, 2) == "\r\n")
-      continue;
-    if (text[i] == '\r' || text[i] == '\n')
-      out += line_break;
-    else if (is_high(text[i]) || ascii::is_print(text[i]) || text[i] == '\t')
-      out += text[i];
-    else
-      out += replacement_character;
-  }
+// U+0080 to U+009F, which terminals take for commands as well.
+constexpr bool is_c1_control(std::string_view character) {
+  return character.size() == 2 && character[0] == '\xC2' && byte_value(character[1]) < 0xA0;
 }
 
-std::string readable(std::string_view text, char line_break) {
+std::string readable(std::string_view encoded, char line_break) {
+  std::string const text = utf8::with_replacements(encoded);
+  std::string_view const rest = text;
   std::string cleaned;
   cleaned.reserve(text.size());
-  utf8::validate_t validate;
-  for (char const *at = text.data(), *const end = at + text.size(); at != end;) {
-    char const* const wrong = validate.scan(at, end);
-    append_without_controls({ at, wrong }, line_break, cleaned);
-    at = wrong;
-    if (at != end) {
-      cleaned += replacement_character;
-      ++at;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    std::string_view const pair = rest.substr(i, 2);
+    if (pair == "\r\n")
+      continue;
+    if (text[i] == '\r' || text[i] == '\n') {
+      cleaned += line_break;
+    } else if (is_c1_control(pair)) {
+      cleaned += utf8::replacement_character;
+      ++i;
+    } else if (is_high(text[i]) || ascii::is_print(text[i]) || text[i] == '\t') {
+      cleaned += text[i];
+    } else {
+      cleaned += utf8::replacement_character;
     }
   }
   return cleaned;

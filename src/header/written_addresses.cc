@@ -58,7 +58,8 @@ std::vector<reading_t> readings(std::string_view value) {
 }
 
 bool reads_the_same(std::string_view written, std::string_view value, bool encode) {
-  return readings(encode ? decoded_words(written) : std::string(written)) == readings(value);
+  return readings(needs_encoded_words(value, encode) ? decoded_words(written) : std::string(written)) ==
+         readings(value);
 }
 
 // --- The pieces of an element -------------------------------------------------------------------------------------------
@@ -135,8 +136,12 @@ bool needs_quotes(std::string_view phrase) {
   return phrase.find_first_of(specials) != phrase.npos && phrase.find_first_of("\"(") == phrase.npos;
 }
 
-std::string encoded_between_specials(std::string_view text) {
-  return in_encoded_words_between(text, "()<>@,;:");
+std::string encoded_between_specials(std::string_view text, bool encode) {
+  return in_encoded_words_between(text, "()<>@,;:", encode);
+}
+
+std::string with_domains(std::string_view text, bool encode) {
+  return encode ? idn::header_domains_to_ascii(text) : std::string(text);
 }
 
 class element_writer_t {
@@ -145,14 +150,14 @@ public:
       : _text(text), _element(pieces_of(text, may_be_group)), _encode(encode) {}
 
   std::string written() const {
-    if (!(_encode && needs_encoded_words(_text)) && !needs_quotes(_element.phrase) && !needs_quotes(_element.group))
+    if (!needs_encoded_words(_text, _encode) && !needs_quotes(_element.phrase) && !needs_quotes(_element.group))
       return std::string(_text);
     for (bool const keeps_quotes : { false, true }) {
       std::string form = with_names(keeps_quotes);
       if (reads_the_same(form + neighbour, std::string(_text) + neighbour, _encode))
         return form;
     }
-    return _encode ? in_single_encoded_words(idn::header_domains_to_ascii(_text)) : std::string(_text);
+    return in_single_encoded_words(with_domains(_text, _encode), _encode);
   }
 
 private:
@@ -162,23 +167,23 @@ private:
   std::string with_names(bool keeps_quotes) const {
     std::string form = name(_element.group, keeps_quotes);
     form.append(_element.colon).append(name(_element.phrase, keeps_quotes));
-    if (!_encode || !needs_encoded_words(_element.rest))
+    if (!needs_encoded_words(_element.rest, _encode))
       return form.append(separator()).append(_element.rest);
-    return form.append(separator()).append(encoded_between_specials(idn::header_domains_to_ascii(_element.rest)));
+    return form.append(separator()).append(encoded_between_specials(with_domains(_element.rest, _encode), _encode));
   }
 
   // Encoded words stand apart (RFC 2047, section 5).
   std::string_view separator() const {
-    return _encode && needs_encoded_words(_element.phrase) && _element.rest.starts_with('<') ? " " : "";
+    return needs_encoded_words(_element.phrase, _encode) && _element.rest.starts_with('<') ? " " : "";
   }
 
   std::string name(std::string_view phrase, bool keeps_quotes) const {
-    if (!_encode || !needs_encoded_words(phrase))
+    if (!needs_encoded_words(phrase, _encode))
       return needs_quotes(phrase) ? quote_email_name(phrase) : std::string(phrase);
     if (!keeps_quotes && is_quoted_string(phrase))
       return in_encoded_words(header::dequote_string(phrase.data() + 1, phrase.data() + phrase.size() - 1));
     if (!keeps_quotes && phrase.find('(') != phrase.npos && phrase.find('"') == phrase.npos)
-      return encoded_between_specials(phrase);
+      return encoded_between_specials(phrase, _encode);
     return in_encoded_words(phrase);
   }
 
@@ -203,7 +208,7 @@ std::string written_elements(std::string_view value, bool encode) {
     copied = element.last;
   }
   std::string_view const rest(copied, end);
-  return result += encode ? in_single_encoded_words(rest) : std::string(rest);
+  return result += in_single_encoded_words(rest, encode);
 }
 
 }  // namespace
@@ -215,6 +220,7 @@ bool holds_addresses(std::string_view name) {
     "resent-from", "resent-sender", "resent-reply-to", "resent-to", "resent-cc", "resent-bcc",
     "original-from", "x-original-from", "errors-to", "abuse-reports-to", "return-receipt-to",
     "disposition-notification-to", "x-confirm-reading-to", "mail-followup-to", "mail-reply-to",
+    "return-path", "delivered-to", "x-delivered-to", "x-original-to", "envelope-to",
   };
   // clang-format on
   return std::ranges::find(names, name) != std::end(names);
@@ -222,9 +228,9 @@ bool holds_addresses(std::string_view name) {
 
 std::string written_addresses(std::string_view value, bool encode) {
   std::string result = written_elements(value, encode);
-  if (!encode || (result == value && !needs_encoded_words(value)) || reads_the_same(result, value, encode))
+  if ((result == value && !needs_encoded_words(value, encode)) || reads_the_same(result, value, encode))
     return result;
-  return in_single_encoded_words(idn::header_domains_to_ascii(value));
+  return in_single_encoded_words(with_domains(value, encode), encode);
 }
 
 }  // namespace kel

@@ -6,11 +6,10 @@
 
 namespace kel {
 
-// Whether a header, its name in lower case, holds addresses with display names. Those of the transport, such as
-// "return-path", hold addresses alone.
+// Whether a header, its name in lower case, holds addresses.
 bool holds_addresses(std::string_view name);
 
-// An address list with its names in quotes where they need them; with `encode` also in ASCII.
+// An address list with its names in quotes where they need them, or encoded; with `encode` in ASCII.
 std::string written_addresses(std::string_view value, bool encode);
 
 }  // namespace kel

@@ -13,6 +13,7 @@
 #include <map>
 #include <vector>
 
+#include <base/utf8.h>
 #include <header/encoded_words.h>
 #include <header/escaped.h>
 #include <header/parameter_editing.h>
@@ -33,9 +34,9 @@ constexpr bool is_control(char c) {
   return !is_high(c) && !ascii::is_print(c);
 }
 
-// Whether a text can stand in quotes in an ASCII header.
-bool needs_extended_form(std::string_view text) {
-  return std::ranges::any_of(text, is_control) || needs_encoded_words(text);
+// Whether a text cannot stand in quotes.
+bool needs_extended_form(std::string_view text, bool encode) {
+  return (encode && std::ranges::any_of(text, is_control)) || needs_encoded_words(text, encode);
 }
 
 // What an extended value consists of besides "%" and digits (RFC 2231, section 7).
@@ -91,21 +92,24 @@ bool can_be_cut(std::string_view name) {
 // All parameters of one name.
 class group_t {
 public:
+  explicit group_t(bool encode) : _encode(encode) {}
+
   void add_place(std::size_t index, std::string_view text) {
     _places.push_back(index);
     _is_long |= text.size() > longest_text;
-    _is_ascii &= !needs_extended_form(text);
+    _is_misread |= needs_extended_form(text, _encode);
   }
   void add_value(std::string_view value) { _values.push_back(value); }
 
-  void rewrite(std::string_view name, bool encode, new_texts_t& texts) const {
+  void rewrite(std::string_view name, new_texts_t& texts) const {
     bool const cuts = can_be_cut(name) && _values.size() == 1;
-    if (!(encode && !_is_ascii) && !(cuts && _is_long))
+    if (!_is_misread && !(cuts && _is_long))
       return;
     for (std::size_t const place : _places)
       texts[place] = "";
     // Beside an extended form, readers ignore the others.
-    bool const is_extended = std::ranges::any_of(_values, needs_extended_form);
+    bool const is_extended =
+        std::ranges::any_of(_values, [this](auto text) { return needs_extended_form(text, _encode); });
     std::string& text = *texts[_places.front()];
     for (std::string_view const value : _values)
       text.append(text.empty() ? "" : "; ").append(written(name, value, is_extended, cuts));
@@ -118,10 +122,11 @@ private:
     return cuts && text.size() > longest_text ? in_sections(name, value, is_extended) : text;
   }
 
+  bool _encode;
   std::vector<std::size_t> _places;  // among the written parameters
   std::vector<std::string_view> _values;
   bool _is_long = false;
-  bool _is_ascii = true;
+  bool _is_misread = false;
 };
 
 }  // namespace
@@ -130,20 +135,21 @@ bool holds_parameters(std::string_view name) {
   return name == "content-type" || name == "content-disposition";
 }
 
-std::string with_written_parameters(std::string_view value, bool encode) {
+std::string with_written_parameters(std::string_view stored, bool encode) {
+  std::string const value = encode ? utf8::with_replacements(stored) : std::string(stored);
   std::vector<written_parameter_t> const written = written_parameters(value);
   structured_value_t const read = parse_structured_value(value);
   std::map<std::string_view, group_t> groups;
   for (std::size_t i = 0; i < written.size(); ++i)
-    groups[written[i].name].add_place(i, written[i].text);
+    groups.try_emplace(written[i].name, encode).first->second.add_place(i, written[i].text);
   for (auto const& [name, text] : read.parameters)
-    groups[name].add_value(text);
+    groups.try_emplace(name, encode).first->second.add_value(text);
   new_texts_t texts(written.size());
   for (auto const& [name, group] : groups)
-    group.rewrite(name, encode, texts);
+    group.rewrite(name, texts);
   std::string const changed = with_new_texts(value, written, texts);
-  std::string_view const result = reads_the_same(parse_structured_value(changed), read) ? changed : value;
-  return encode && needs_encoded_words(result) ? in_encoded_words_between(result, "()/;=") : std::string(result);
+  std::string const& result = reads_the_same(parse_structured_value(changed), read) ? changed : value;
+  return needs_encoded_words(result, encode) ? in_encoded_words_between(result, "()/;=", encode) : result;
 }
 
 }  // namespace kel::header

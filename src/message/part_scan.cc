@@ -4,6 +4,7 @@
 #include <optional>
 
 #include <codec/find_byte.h>
+#include <codec/line_ends.h>
 #include <header/parameters.h>
 #include <kel/ascii.h>
 #include <kel/text.h>
@@ -65,13 +66,13 @@ private:
   // The first byte behind the header block, whose content headers are collected.
   static char const* find_body(range_t range, std::string& content_headers) {
     char const* header = range.begin;
-    while (header != range.end && *header != '\n') {
+    while (header != range.end && !is_empty_line(header, range.end)) {
       char const* const end = header_end(header, range.end);
       if (is_header(header, end, "content-type") || is_header(header, end, "content-transfer-encoding"))
-        content_headers.append(header, end);
+        content_headers += with_lf({ header, end });
       header = end;
     }
-    return header == range.end ? header : header + 1;
+    return line_end_after(header, range.end);
   }
 
   // The outermost part is read as it stands where the standard allows no encoding.
@@ -110,10 +111,15 @@ void scan_parts(char const* first, char const* last, std::function<void(scanned_
   scanner_t({ first, last }, visit).scan({ first, last }, 0);
 }
 
+bool is_empty_line(char const* line, char const* last) {
+  std::string_view const text(line, last);
+  return text.starts_with('\n') || text.starts_with("\r\n");
+}
+
 char const* header_end(char const* header, char const* last) {
   do
     header = line_end_after(header, last);
-  while (header != last && *header != '\n' && ascii::is_space(*header));
+  while (header != last && ascii::is_space(*header) && !is_empty_line(header, last));
   return header;
 }
 

@@ -3,12 +3,15 @@
 #include <kelmime/reencode.h>
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <base/utf8.h>
 #include <codec/find_byte.h>
+#include <codec/line_ends.h>
 #include <kel/ascii.h>
 #include <kelmime/charset.h>
 #include <kelmime/decoding.h>
@@ -29,25 +32,53 @@ bool is_ascii(range_t range) {
 }
 
 template <byte_inserter Out>
-void append(range_t bytes, Out out) {
+void append(std::string_view bytes, Out out) {
   auto& container = container_of(out);
-  container.insert(container.end(), bytes.begin, bytes.end);
+  container.insert(container.end(), bytes.begin(), bytes.end());
 }
 
 // --- Headers -----------------------------------------------------------------------------------------------------
 
-// Lines that are no headers are lost here: they could hold 8-bit bytes, and no reader shows them. Bytes that are not
-// UTF-8 are taken for what a reader of the part takes them for.
+// Reads the headers of a block one by one. Bytes that are not UTF-8 are taken for what a reader of the part takes them for.
+class header_reader_t {
+public:
+  explicit header_reader_t(scanned_part_t const& part)
+      : _part(part), _charset(utf8::is_valid(part.headers.begin, part.headers.end) ? "utf-8" : "") {}
+
+  std::optional<header_pair_t> read(range_t header) {
+    std::string const text = with_lf({ header.begin, header.end });
+    std::vector<header_pair_t> found;
+    mime_errors_handler_t unread;
+    parse_headers(text.data(), text.data() + text.size(), found, unread, _charset, [this] { return guess(); });
+    std::erase_if(found, [](auto const& pair) { return pair.name.starts_with('#'); });
+    return found.empty() ? std::nullopt : std::optional(std::move(found.front()));
+  }
+
+private:
+  std::string const& guess() {
+    if (!_guessed_charset)
+      _guessed_charset = guess_charset(_part.headers.begin, _part.body.end);
+    return *_guessed_charset;
+  }
+
+  scanned_part_t const& _part;
+  std::string const _charset;
+  std::optional<std::string> _guessed_charset;
+};
+
+// What our reader takes for no header, such as a name of more than 50 bytes, is copied if it can be, since others may read it.
+// So is a name that would be a delimiter of the multipart around it when it is spelled in another way.
 template <byte_inserter Out>
 void write_encoded_headers(scanned_part_t const& part, Out out) {
-  std::string const charset = utf8::is_valid(part.headers.begin, part.headers.end) ? "utf-8" : "";
-  std::vector<header_pair_t> headers;
-  mime_errors_handler_t unread;
-  parse_headers(part.headers.begin, part.headers.end, headers, unread, charset,
-                [&] { return guess_charset(part.headers.begin, part.body.end); });
-  for (auto const& [name, value] : headers) {
-    if (!name.starts_with('#'))
-      generate_rfc822_header(name, value, /*encode*/ true, out);
+  header_reader_t reader(part);
+  char const* header = part.headers.begin;
+  for (char const* end; header != part.headers.end && !is_empty_line(header, part.headers.end); header = end) {
+    end = header_end(header, part.headers.end);
+    std::optional<header_pair_t> const read = reader.read({ header, end });
+    if (read && !read->name.starts_with("--"))
+      generate_rfc822_header(read->name, read->value, /*encode*/ true, out);
+    else if (is_ascii({ header, end }))
+      append({ header, end }, out);
   }
   *out++ = '\n';
 }
@@ -63,15 +94,28 @@ bool has_lines(scanned_part_t const& part, std::string_view body) {
 template <byte_inserter Out>
 void write_headers_of_quoted_printable(range_t headers, Out out) {
   char const* header = headers.begin;
-  if (*header != '\n' && ascii::is_space(*header))
+  if (ascii::is_space(*header) && !is_empty_line(header, headers.end))
     header = header_end(header, headers.end);
   append({ headers.begin, header }, out);
-  std::string_view const line = "Content-Transfer-Encoding: quoted-printable\n";
-  append({ line.begin(), line.end() }, out);
+  append("Content-Transfer-Encoding: quoted-printable\n", out);
   for (char const* end; header != headers.end; header = end) {
     end = header_end(header, headers.end);
     if (!is_header(header, end, "content-transfer-encoding"))
       append({ header, end }, out);
+  }
+}
+
+// What the encoding hid could be a delimiter of the multipart around it. Lines of our quoted-printable leave room for this.
+template <byte_inserter Out>
+void append_without_delimiters(std::string_view quoted_printable, Out out) {
+  for (std::size_t line = 0, end; line < quoted_printable.size(); line = end) {
+    end = std::min(quoted_printable.find('\n', line), quoted_printable.size() - 1) + 1;
+    std::string_view text = quoted_printable.substr(line, end - line);
+    if (text.starts_with("--")) {
+      append("=2D", out);
+      text.remove_prefix(1);
+    }
+    append(text, out);
   }
 }
 
@@ -81,8 +125,10 @@ void write_quoted_printable_part(scanned_part_t const& part, Out out) {
   bool const is_decoded = mime_decode(part.body.begin, part.body.end, std::back_inserter(decoded), part.encoding,
                                       nullptr, /*binary*/ part.type != "text");
   std::string_view const body = is_decoded ? decoded : std::string_view(part.body.begin, part.body.end);
+  std::string encoded;
+  append_quoted_printable(body, has_lines(part, body), std::back_inserter(encoded));
   write_headers_of_quoted_printable(part.headers, out);
-  append_quoted_printable(body, has_lines(part, body), out);
+  append_without_delimiters(encoded, out);
 }
 
 }  // namespace

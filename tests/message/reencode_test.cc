@@ -84,13 +84,9 @@ std::vector<std::string> told_by(std::string_view message) {
 TEST(NeedsHeaderEncoding, LooksIntoEveryHeaderBlock) {
   std::string const high = "Subject: \u00E9\n\nx\n", low = "Subject: e\n\n\u00E9\n";
   struct { char const* name; std::string message; bool expected; } const rows[] = {
-    { "nothing", "", false },
-    { "8-bit body", low, false },
-    { "8-bit header", high, true },
-    { "8-bit line that is no header", "\u00E9\n\n", true },
-    { "part", multipart("b", { low, high }), true },
-    { "parts", multipart("b", { low, low }), false },
-    { "message", forwarded(high), true },
+    { "nothing", "", false }, { "8-bit body", low, false }, { "8-bit header", high, true },
+    { "8-bit line that is no header", "\u00E9\n\n", true }, { "part", multipart("b", { low, high }), true },
+    { "parts", multipart("b", { low, low }), false }, { "message", forwarded(high), true },
     { "part of a message in a part", multipart("b", { low, forwarded(multipart("c", { low, high })) }), true },
     { "preamble", "Content-Type: multipart/mixed; boundary=b\n\n" + high + "--b\n" + low + "\n--b--\n" + high, false },
     { "text", "Content-Type: text/plain\n\n" + high, false },
@@ -170,8 +166,7 @@ TEST(Reencode, EncodesLeavesWithLongLines) {
   struct { char const* name; std::string message, expected; } const rows[] = {
     { "256 bytes", "X: " + line + "\n\n" + fits + "\n", "" },
     { "257 bytes", "X:  a\n\na\n" + line + "\n\n.", qp + "X:  a\n\na\n" + soft + "\n\n=2E" },
-    { "no headers", "\n" + line, qp + "\n" + soft },
-    { "no body", "X: " + line, "" },
+    { "no headers", "\n" + line, qp + "\n" + soft }, { "no body", "X: " + line, "" },
     { "a line that continues nothing", " : x\n y\nX: a\n\n" + line, " : x\n y\n" + qp + "X: a\n\n" + soft },
     { "the encoding that it had", "X: a\ncontent-TRANSFER-encoding: 8bit\nContent-Transfer-Encoding:\n 8bit\n\t(x)\nY: b\n\n" + line,
       qp + "X: a\nY: b\n\n" + soft },
