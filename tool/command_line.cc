@@ -181,7 +181,8 @@ private:
   void add_edit() {
     CLI::App& verb = add_writing_verb(
         "edit", edit,
-        "Write a message with other headers, or without some of its parts; nothing else is changed.\n"
+        "Write a message with other headers, or without some of its parts. Bodies stay as they are, and\n"
+        "so do the other headers, though they may be folded anew; lines that are no headers go.\n"
         "The status is 1, and nothing is written, for a part that does not exist or cannot be dropped",
         "kelmime edit --set 'Subject: Minutes' --remove Received --drop-part 2 message.eml > edited.eml");
     add_header_option(verb, "--set", "Replace the header by this one; without a value, remove it",

@@ -89,9 +89,9 @@ json_t headers_json(body_part_t& part) {
   return list;
 }
 
-// The part without its children. The hash of a part with children would cost its size again at each level.
+// The part without its children. The hash of a part that came with children would cost its size again at each level.
 json_t own_json(part_t const& part) {
-  bool const is_leaf = part.children.empty();
+  bool const has_hash = part.children.empty() || part.is_unsealed();
   std::string_view const bytes = part.body->decoded_body();
   json_t own = json_t::object();
   append_member(own, "partId", part.number.empty() ? json_t() : json_t(part.number));
@@ -102,7 +102,7 @@ json_t own_json(part_t const& part) {
   append_member(own, "name", part.name);
   append_member(own, "cid", part.content_id);
   append_member(own, "size", bytes.size());
-  append_member(own, "sha256", is_leaf ? sha256(bytes) : std::string());
+  append_member(own, "sha256", has_hash ? sha256(bytes) : std::string());
   append_member(own, "headers", headers_json(*part.body));
   return own;
 }
