@@ -350,18 +350,21 @@ public:
   // the last component counts. A resource of the same name is replaced. Before there is HTML the resource waits for it.
   std::string add_related_part(std::string const& name, std::string_view bytes);
 
-  // The text of the message: that of a text part, of a multipart that of its first text, plain before HTML. With
-  // `canonical`, HTML that went through `canonicalize_html` gives its canonical text. Empty when there is none.
+  // The text of the message: that of a text part, of a multipart that of its first text, plain before HTML; of a draft that
+  // is to be protected, or of an opened message, the text inside. With `canonical`, HTML that went through `canonicalize_html`
+  // gives its canonical text. Empty when there is none.
   std::string text_body(bool canonical);
 
   // --- Security: level, signing, encryption -------------------------------------- security/body_security.cc
   //
   // Levels are "none", "sign", "encrypt" and "signAndEncrypt", protocols "OpenPGP" and "S/MIME". A draft takes the shape of
-  // its level at once (RFC 1847, 3156, 5751): the content moves into a child and can still be edited there. Signing and
-  // encrypting happen each time the draft is written. What goes wrong then is told by `get_security_status`.
+  // its level at once (RFC 1847, 3156, 5751): the content moves into a child. What is edited from then on with the operations
+  // above is edited there, in opened messages too. Signing and encrypting happen each time the draft is written, of an opened
+  // message when its content was edited. What goes wrong then is told by `get_security_status`.
 
   // Moves the part to another level. Protection that is there and still wanted is kept. A level other than "none" needs a
-  // protocol, else the process ends. A received part whose shape is broken stays as it is.
+  // protocol, else the process ends. An encrypted part that was not opened, or one whose shape is broken, stays as it is,
+  // with its level. Where the protection changes, what opening found out of it is forgotten.
   void set_security_level(std::string const& level, std::string const& protocol);
 
   // How the structure protects the content, and by which protocol: that may also be "OpenPGP (inlined)" or "Unknown". Neither
@@ -386,7 +389,7 @@ public:
   std::string get_security_details();
 
   // Whether the content is going to be signed. Setting it re-encodes parts whose lines end in blanks, which transports may
-  // drop, but nothing inside parts that are protected themselves.
+  // drop, or are longer than 998 bytes, but nothing inside parts that are protected themselves.
   void mark_to_be_signed(bool marked);
 
   // --- The tree: identity and neighbours --------------------------------------------------------- body.cc
@@ -539,6 +542,7 @@ private:
   body_part_t* find_related_group();
   bool is_content();
   bool has_text();
+  body_part_t& inside_protection();
   bool holds_8bit() const;
   void take_attachments(std::list<body_part_t>& attachments);
   void replace_content_by_text(std::string const& text, std::string const& markup, bool is_signed);
@@ -552,12 +556,16 @@ private:
   void adopt_entity(body_part_t& holder, std::vector<char>& entity);
   void unwrap(body_part_t& content);
   void forget_outcome();
-  bool make_safe_to_sign();
+  bool is_rogue_part() const;
+  void keep_encryption(bool signs);
+  bool make_safe(bool for_signature);
+  void settle_bytes();
   void set_to_be_signed(bool marked);
   body_part_t* content_to_seal();
   void seal();  // signs or encrypts a part that asks for it
   std::string sealed_with_openpgp(std::string const& level, std::string_view entity, std::string& output);
   std::string sealed_with_smime(std::string const& level, std::string_view entity, std::string& output);
+  void store_parameter(std::string const& name, std::string const& value);
   void set_sealed_body(std::string_view bytes, std::string const& encoding);
 
   // Played by security/opening.cc and security/message_status.cc.

@@ -32,6 +32,7 @@
 #include <kelmime/reencode.h>
 #include <kelmime/transfer_encoding_choice.h>
 #include <message/boundary.h>
+#include <message/protected_content.h>
 
 namespace kel {
 
@@ -184,6 +185,7 @@ void body_part_t::store_content(std::string const& type, std::string_view body) 
   _is_decoded = true;
   _holds_utf8_text = type == "text";
   _canonicalized_text = unset_string;
+  _needs_sealing = false;
 }
 
 // Adds the parameters of a text to its Content-Type, and decides on an encoding where the bytes alone do not. Answers
@@ -320,7 +322,7 @@ body_part_t& body_part_t::add_attachment(std::string_view bytes, std::string con
   if (main_type == "message")
     bytes = message;
   body_part_t& container = attachment_container();
-  if (container._subparts.empty())
+  if (!container.has_subparts(/*decode*/ container.has_body()))
     container.insert_text_part();
   std::string const parameters = file_name.empty() ? unset_string : header::parameter_text("name", file_name);
   body_part_t& part = container.push_body_part();
@@ -348,9 +350,10 @@ std::string body_part_t::add_related_part(std::string const& name, std::string_v
 }
 
 std::string body_part_t::text_body(bool canonical) {
-  body_part_t* part = find_text("plain");
+  body_part_t& content = inside_protection();
+  body_part_t* part = content.find_text("plain");
   if (!part)
-    part = find_text("html");
+    part = content.find_text("html");
   if (!part)
     return {};
   if (canonical && part->_canonicalized_text != unset_string)
@@ -404,9 +407,19 @@ bool body_part_t::has_text() {
 
 // --- Shapes ------------------------------------------------------------------------------------------------------
 
+// What a draft or an opened message protects, through all layers; the part itself where it protects nothing. What is edited
+// there is sealed with the rest; beside it, it would go out in the clear.
+body_part_t& body_part_t::inside_protection() {
+  body_part_t* const content = has_body() ? protected_content(*this) : nullptr;
+  return content && (_needs_sealing || is_regular_protection(*this)) ? content->inside_protection() : *this;
+}
+
 // Where the text of the message is: what attachments and a signature stand beside. A message without text gets an empty one
 // in front.
 body_part_t& body_part_t::content_part() {
+  body_part_t& inside = inside_protection();
+  if (&inside != this)
+    return inside.content_part();
   if (!has_body() || is_content())
     return *this;
   std::string const type = mime_type();
@@ -436,8 +449,9 @@ body_part_t& body_part_t::attachment_container() {
   }
   if (!has_body())
     set_plain_text("", unset_string, false);
-  wrap_content("mixed", unset_string);
-  return *this;
+  body_part_t& content = inside_protection();
+  content.wrap_content("mixed", unset_string);
+  return content;
 }
 
 // Beside the HTML of the content, if there is any.

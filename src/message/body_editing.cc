@@ -12,6 +12,7 @@
 
 #include <kel/preferences.h>
 #include <base/fatal.h>
+#include <message/protected_content.h>
 
 namespace kel {
 
@@ -22,33 +23,6 @@ constexpr std::array content_headers = { "content-type", "content-transfer-encod
 
 bool has_attachments(std::string_view mime_type) {
   return mime_type == "multipart/mixed" || mime_type == "multipart/related";
-}
-
-bool is_enveloped(std::string_view mime_type) {
-  return mime_type == "application/pkcs7-mime" || mime_type == "application/x-pkcs7-mime";
-}
-
-body_part_t* child_at(body_part_t& part, std::size_t index) {
-  return index < part.num_subparts() ? &part.subpart(index) : nullptr;
-}
-
-// What a signed or encrypted part protects. Null for any other part, and for one that was not decrypted.
-body_part_t* protected_content(body_part_t& part) {
-  std::string const kind = part.mime_type();
-  if (kind == "multipart/signed" || is_enveloped(kind))
-    return child_at(part, 0);
-  if (kind != "multipart/encrypted")
-    return nullptr;
-  body_part_t* const data = child_at(part, 1);
-  return data ? child_at(*data, 0) : nullptr;
-}
-
-// Whether nothing stands beside the protected content that does not belong there.
-bool is_regular_protection(body_part_t& part) {
-  std::string const kind = part.mime_type();
-  if (kind == "multipart/encrypted")
-    return part.num_subparts() == 2 && part.subpart(1).num_subparts() == 1;
-  return part.num_subparts() == (is_enveloped(kind) ? 1u : 2u);
 }
 
 bool is_undone(std::string_view transfer_encoding) {
@@ -198,7 +172,11 @@ void body_part_t::replace_with_body_part(body_part_t& other) {
     other.dump(/*decode*/ true, 0);
   }
   auto body = other.body_for_another_part();
-  headers_t const headers = other._headers;
+  headers_t headers = other._headers;
+  bool const keeps_outcome = other.is_untouched() && other._subparts.empty();  // such as that of a clear-signed text
+  if (!keeps_outcome)
+    headers.erase("##security-details");
+  bool const has_text_around_blocks = keeps_outcome && other._has_text_around_blocks;
   std::string const charset = other.get_guessed_charset();
 
   body_part_t& first = subpart(0);
@@ -207,8 +185,11 @@ void body_part_t::replace_with_body_part(body_part_t& other) {
     store_deleted(first);
   for (char const* const name : content_headers)
     set_header(name, "");
+  forget_outcome();
+  _needs_sealing = false;
   for (auto const& [name, value] : headers)
     set_header(name, value);
+  _has_text_around_blocks = has_text_around_blocks;
   _description.clear();
   _canonicalized_text = unset_string;
   _guessed_charset = charset;

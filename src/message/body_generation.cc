@@ -32,6 +32,7 @@
 #include <message/boundary.h>
 #include <message/delimiter_index.h>
 #include <message/multipart.h>
+#include <message/protected_content.h>
 #include <message/quoted_printable_body.h>
 
 namespace kel {
@@ -257,7 +258,7 @@ bool body_part_t::can_be_written() {
 
 void body_part_t::write_anew(writing_t& writing) {
   std::string const content_type = mime_type();
-  if (content_type == "application/pkcs7-mime") {
+  if (is_envelope(content_type)) {
     seal();
   } else if (is_sealed_multipart()) {
     std::size_t const count = num_subparts();

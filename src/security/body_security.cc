@@ -12,12 +12,16 @@
 #include <vector>
 
 #include <kel/preferences.h>
+#include <kelmime/reencode.h>
 #include <base/fatal.h>
+#include <message/protected_content.h>
 #include <security/part_ids.h>
 
 namespace kel {
 
 namespace {
+
+constexpr std::size_t longest_line = 998;  // that every transport takes (RFC 5322, section 2.1.1), and GnuPG too
 
 constexpr char const* text_caches[] = { "#unquoted", "#quoted", "#unquoted#lc", "#quoted#lc" };
 
@@ -38,16 +42,17 @@ std::string announced_digest(std::string const& protocol) {
   return protocol == "S/MIME" ? "sha1" : "pgp-" + preferences::string("PwOpenPGPHashFunction", "sha256");
 }
 
-bool is_envelope(std::string_view mime_type) {
-  return mime_type == "application/pkcs7-mime" || mime_type == "application/x-pkcs7-mime";
-}
-
 bool has_blanks_at_line_ends(std::string_view text) {
   for (std::size_t feed = text.find('\n'); feed != text.npos; feed = text.find('\n', feed + 1)) {
     if (feed > 0 && (text[feed - 1] == ' ' || text[feed - 1] == '\t'))
       return true;
   }
   return text.ends_with(' ') || text.ends_with('\t');
+}
+
+bool is_safe(std::string_view body, bool for_signature) {
+  return max_line_length(body.data(), body.data() + body.size()) <= longest_line &&
+         !(for_signature && has_blanks_at_line_ends(body));
 }
 
 }  // namespace
@@ -59,7 +64,7 @@ std::string body_part_t::get_security_level() {
   std::string const kind = mime_type();
   if (kind == "multipart/signed")
     return "sign";
-  if (kind == "application/pkcs7-mime" || kind == "multipart/encrypted")
+  if (is_encryption(kind))
     return _security_level_set ? "signAndEncrypt" : "encrypt";
   if (!is_multi_part())
     return "none";
@@ -83,10 +88,10 @@ std::string body_part_t::get_security_protocol() {
   if (kind == "multipart/encrypted" &&
       get_header_lowercased("content-type.parameter.split.protocol", "") == "application/pgp-encrypted")
     return "OpenPGP";
-  if (kind == "application/pkcs7-mime")
+  if (is_envelope(kind))
     return "S/MIME";
   if (!is_multi_part())
-    return has_security_status() ? "OpenPGP (inlined)" : "Unknown";
+    return has_security_status() && !is_rogue_part() ? "OpenPGP (inlined)" : "Unknown";
   for (body_part_t& child : subparts()) {
     std::string const protocol = child.get_security_protocol();
     if (protocol != "Unknown")
@@ -101,27 +106,41 @@ std::string body_part_t::get_security_protocol() {
 void body_part_t::set_security_level(std::string const& level, std::string const& protocol) {
   if (level != "none" && protocol == unset_string)
     fatal("Missing security protocol\n");
+  bool const encrypts = level == "encrypt" || level == "signAndEncrypt";
+  bool const signs = level == "sign" || level == "signAndEncrypt";
   std::string const kind = mime_type();
-  bool const is_signed = kind == "multipart/signed";
-  bool const is_encrypted = kind == "multipart/encrypted" || is_envelope(kind);
-  bool const wants_encryption = level == "encrypt" || level == "signAndEncrypt";
-  bool const is_other_protocol = level != "none" && get_security_protocol() != protocol;
-  if (is_signed && (is_other_protocol || level != "sign"))
+  bool const is_wanted = (signs || encrypts) && is_encryption(kind) == encrypts && get_security_protocol() == protocol;
+  if (is_protection(kind) && is_wanted) {
+    if (encrypts)
+      keep_encryption(signs);
+    return;
+  }
+  if (kind == "multipart/signed")
     remove_signing();
-  if (is_encrypted && (is_other_protocol || !wants_encryption))
+  else if (is_encryption(kind))
     remove_encryption();
-  std::string const left = mime_type();
-  bool const is_bare = left != "multipart/signed" && left != "multipart/encrypted" && !is_envelope(left);
-  if (wants_encryption && is_bare)
-    encrypt(protocol, level == "signAndEncrypt");
-  else if (level == "sign" && is_bare)
+  if (is_protection(mime_type()))
+    return;  // it cannot be removed
+  if (encrypts)
+    encrypt(protocol, signs);
+  else if (signs)
     sign(protocol);
-  _security_level_set = level == "sign" || level == "signAndEncrypt";
+  _security_level_set = signs;
+}
+
+// Encrypted content is signed too from now on, or no longer. What was not opened stays as it is.
+void body_part_t::keep_encryption(bool signs) {
+  body_part_t* const content = protected_content(*this);
+  if (!content || signs == _security_level_set)
+    return;
+  content->drop_raw_bytes();  // so that received content is sealed anew
+  _security_level_set = signs;
 }
 
 void body_part_t::sign(std::string const& protocol) {
   if (mime_type() == "multipart/signed")
     fatal("Trying to sign an already signed message\n");
+  forget_outcome();
   std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();
   auto const [mime_name, file, preamble_text] = protocol_of(protocol);
@@ -141,8 +160,9 @@ void body_part_t::sign(std::string const& protocol) {
 
 void body_part_t::encrypt(std::string const& protocol, bool signs) {
   std::string const kind = mime_type();
-  if (kind == "multipart/encrypted" || is_envelope(kind))
+  if (is_encryption(kind))
     fatal("Trying to encrypt an already encrypted message (%s)\n", kind.c_str());
+  forget_outcome();
   std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();
   body_part_t* holder = this;
@@ -208,20 +228,26 @@ void body_part_t::unwrap(body_part_t& content) {
   replace_with_body_part(content);
   give_ids_below(*this, ids);
   mark_to_be_signed(false);
-  forget_outcome();
   set_header("#mime-preamble", unset_string);
-  _needs_sealing = false;
 }
 
+// Of opening and of sealing: it was about what the part was.
 void body_part_t::forget_outcome() {
   store_header("security-generation-detail", unset_string);
+  store_header("##security-details", unset_string);
+  _has_text_around_blocks = false;
+}
+
+bool body_part_t::is_rogue_part() const {
+  auto const details = _headers.find("##security-details");
+  return details != _headers.end() && details->second == "ROGUE_PART";
 }
 
 // --- Safe to sign ------------------------------------------------------------------------------------------------
 
 void body_part_t::mark_to_be_signed(bool marked) {
   if (marked)
-    make_safe_to_sign();
+    make_safe(/*for_signature*/ true);
   set_to_be_signed(marked);
 }
 
@@ -231,20 +257,20 @@ void body_part_t::set_to_be_signed(bool marked) {
     child.set_to_be_signed(marked);
 }
 
-// Whether something was changed.
-bool body_part_t::make_safe_to_sign() {
-  std::string const kind = mime_type();
-  if (kind == "multipart/signed" || kind == "multipart/encrypted" || is_envelope(kind))
+// Re-encodes what may not arrive as it is: long lines, and for a signature blanks at line ends. Inside of what is protected
+// itself nothing may change. Answers whether something did.
+bool body_part_t::make_safe(bool for_signature) {
+  if (is_protection(mime_type()))
     return false;
   if (is_multi_part() || is_message()) {
     bool is_changed = false;
     for (body_part_t& child : subparts())
-      is_changed = child.make_safe_to_sign() || is_changed;
+      is_changed = child.make_safe(for_signature) || is_changed;
     if (is_changed)
       update_mime_encoding();
     return is_changed;
   }
-  if (!_raw_begin || !has_blanks_at_line_ends(raw_body()))
+  if (!_raw_begin || is_safe(raw_body(), for_signature))
     return false;
   set_header("content-transfer-encoding", is_text() ? "quoted-printable" : "base64");
   return true;

@@ -1,17 +1,13 @@
-// Which parts protect something, and which engine they belong to.
+// Which engine signatures belong to, beside what is said of all protected parts.
 #pragma once
 
 #include <optional>
 #include <string_view>
 
+#include <message/protected_content.h>
 #include <security/signature_verdict.h>
 
 namespace kel {
-
-// Of S/MIME: encrypted or signed content, wrapped into one part.
-inline bool is_envelope(std::string_view mime_type) {
-  return mime_type == "application/pkcs7-mime" || mime_type == "application/x-pkcs7-mime";
-}
 
 // By the type of a detached signature; nothing for any other type.
 inline std::optional<signature_engine_t> engine_of_signature(std::string_view mime_type) {

@@ -25,9 +25,15 @@ constexpr char const* unknown_failure = "Signing or encryption failed for unknow
 constexpr char const* unknown_smime_failure = "S/MIME encryption failed for unknown reasons.";
 constexpr char const* bcc_failure = "Bcc recipients are not currently supported for S/MIME encrypted messages.";
 
+// An empty group, such as "undisclosed-recipients:;", is read as an address, too.
+bool is_empty_group(std::string const& address) {
+  return address.ends_with(';') && address.find('@') == address.npos;
+}
+
 std::vector<std::string> addresses(body_part_t& part, std::string const& header) {
   std::vector<std::string> found;
   part.get_header_bodies({ header, "split", "address" }, found);
+  std::erase_if(found, is_empty_group);
   return found;
 }
 
@@ -55,18 +61,24 @@ body_part_t* body_part_t::content_to_seal() {
   return _needs_sealing || !holder.are_subparts_untouched() ? &holder._subparts.front() : nullptr;
 }
 
+// From now on exactly these bytes are written.
+void body_part_t::settle_bytes() {
+  if (is_untouched())
+    return;
+  std::vector<int> const ids = ids_below(*this);
+  generate_rfc822();
+  store_header("#date-received", unset_string);
+  give_ids_below(*this, ids);
+}
+
 void body_part_t::seal() {
   body_part_t* const content = content_to_seal();
   if (!content)
     return;
-  if (!content->is_untouched()) {
-    // From now on exactly these bytes are written.
-    std::vector<int> const ids = ids_below(*content);
-    content->generate_rfc822();
-    content->store_header("#date-received", unset_string);
-    give_ids_below(*content, ids);
-  }
   bool const is_signature = mime_type() == "multipart/signed";
+  content->settle_bytes();
+  if (content->make_safe(/*for_signature*/ is_signature))
+    content->settle_bytes();
   bool const is_smime = get_security_protocol() == "S/MIME";
   std::string const level = is_signature ? "sign" : _security_level_set ? "signAndEncrypt" : "encrypt";
   std::string output;
@@ -86,10 +98,8 @@ std::string body_part_t::sealed_with_openpgp(std::string const& level, std::stri
   std::string status;
   if (!arguments || !run_gpg(*arguments, entity, unset_string, output, status) || !is_made(level, status))
     return status.empty() ? unknown_failure : status;
-  if (level == "sign") {
-    std::string const micalg = "pgp-" + gpg_hash_name(status);
-    store_header("content-type", header::with_parameter(get_header("content-type", ""), "micalg", micalg));
-  }
+  if (level == "sign")
+    store_parameter("micalg", "pgp-" + gpg_hash_name(status));
   return {};
 }
 
@@ -112,11 +122,16 @@ std::string body_part_t::sealed_with_smime(std::string const& level, std::string
   std::string status;
   if (!cms_encrypt(sender, recipients, level != "encrypt", encrypts, entity, output, status))
     return !status.empty() ? status : encrypts ? unknown_smime_failure : unknown_failure;
-  if (level == "sign") {
-    std::string const micalg = cms_digest_name(output);
-    store_header("content-type", header::with_parameter(get_header("content-type", ""), "micalg", micalg));
-  }
+  if (level == "sign")
+    store_parameter("micalg", cms_digest_name(output));
+  else
+    store_parameter("smime-type", "enveloped-data");  // what was received may have been signed only
   return {};
+}
+
+// Of Content-Type.
+void body_part_t::store_parameter(std::string const& name, std::string const& value) {
+  store_header("content-type", header::with_parameter(get_header("content-type", ""), name, value));
 }
 
 // The bytes become the body of this leaf; its headers stay, and the child that holds its content.

@@ -38,6 +38,7 @@ TEST(BodySecurity, ReadsTheStructure) {
     { "encrypted by something else", multipart("encrypted", text, text), "encrypt", "Unknown" },
     { "encrypted around S/MIME", multipart("encrypted", leaf("application/pkcs7-mime"), text), "encrypt", "S/MIME" },
     { "S/MIME", leaf("Application/PKCS7-MIME; name=smime.p7m"), "encrypt", "S/MIME" },
+    { "S/MIME of old", leaf("application/x-pkcs7-mime"), "encrypt", "S/MIME" },
     { "a footer beside a signed part", multipart("mixed", pgp_signed, text), "sign", "OpenPGP" },
     { "the first one decides", multipart("mixed", text, multipart("mixed", leaf("application/pkcs7-mime"), pgp_signed)), "encrypt", "S/MIME" },
     { "not inside a message", multipart("mixed", text, "Content-Type: message/rfc822\n\n" + pgp_signed), "none", "Unknown" },
@@ -51,6 +52,9 @@ TEST(BodySecurity, ReadsTheStructure) {
   inlined->add_header("##security-details", "GOODSIG");
   EXPECT_EQ(inlined->get_security_protocol(), "OpenPGP (inlined)");
   EXPECT_EQ(inlined->get_security_level(), "none");
+  auto const rogue = test::message_of(text);
+  rogue->add_header("##security-details", "ROGUE_PART");
+  EXPECT_EQ(rogue->get_security_protocol(), "Unknown");
 }
 
 }  // namespace

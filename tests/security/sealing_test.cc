@@ -213,10 +213,113 @@ TEST_F(Sealing, HandsAddressesOnAsTheyAre) {
                                                   "--recipient\n`id`$(id)@x.org\n--trust-model\nalways\n--encrypt\n");
 }
 
+// As the same edit would do it without protection, but inside: when the draft is new, and when it was stored and opened again.
+TEST_F(Sealing, SealsWhatIsEdited) {
+  using edit_t = void (*)(body_part_t&);
+  edit_t const edits[] = {
+    [](body_part_t& d) { d.set_text_body("newsecret \n", unset_string, unset_string, true); },
+    [](body_part_t& d) { d.set_html_body("<b>newsecret</b>"); },
+    [](body_part_t& d) { d.add_attachment("newsecret", "n.txt", "text/plain"); },
+    [](body_part_t& d) { d.set_html_body("<p>"); d.add_related_part("n.txt", "newsecret"); },
+    [](body_part_t& d) {
+      d.add_attachment("gone", "a.bin", "");
+      body_part_t& all = *d.attachments_body_part();
+      for (std::size_t i = 0; i < all.num_subparts(); ++i)
+        all.subpart(i).set_id(static_cast<int>(i));
+      d.delete_attachment_with_id(d.get_attachment_id(d.number_of_attachments() - 1));
+      d.set_text_body("newsecret", unset_string, "<i>newsecret", false);
+      d.add_related_part("n.txt", "newsecret");
+      d.add_attachment("newsecret", "n.txt", "text/plain");
+    },
+  };
+  for (auto const& [level, protocol] : { std::pair("sign", "OpenPGP"), { "encrypt", "OpenPGP" }, { "signAndEncrypt", "OpenPGP" }, { "sign", "S/MIME" }, { "encrypt", "S/MIME" }, { "signAndEncrypt", "S/MIME" } }) {
+    for (std::size_t i = 0; i < std::size(edits); ++i) {
+      bool const is_encrypted = level != std::string("sign"), is_openpgp = protocol == std::string("OpenPGP");
+      std::string const name = level + (" " + std::string(protocol)) + " " + std::to_string(i);
+      auto const expect_inside = [&](body_part_t& part, body_part_t& plain) {
+        EXPECT_EQ(part.get_security_level(), level) << name;
+        body_part_t& leaf = is_openpgp && is_encrypted ? part.subpart(1) : part;
+        EXPECT_EQ(test::describe(leaf.subpart(0)), test::describe(plain)) << name;
+        EXPECT_EQ(part.text_body(false), plain.text_body(false)) << name;
+      };
+      body_part_t draft, plain;
+      for (body_part_t* const one : { &draft, &plain }) {
+        one->set_header("from", "ann@x.org");
+        one->set_text_body("first", unset_string, unset_string, true);
+      }
+      draft.set_security_level(level, protocol);
+      edits[i](draft);
+      edits[i](plain);
+      expect_inside(draft, plain);
+      _gpg.emplace("PW_GPG", "/no/such");
+      std::string message = written(draft);
+      EXPECT_EQ(message.find("newsecret") == message.npos, is_encrypted) << name << message;
+      EXPECT_EQ(word_of(draft), is_openpgp ? "generationFailed" : "-") << name;
+      _gpg.reset();
+      auto const stored = opened(written(draft)), plain_stored = test::message_of(written(plain));
+      std::string const word = level == std::string("encrypt") ? "decrypted" : "trustedSignature";
+      EXPECT_EQ(word_of(*stored), word) << name;
+      stored->set_security_level(is_encrypted ? "signAndEncrypt" : "sign", protocol);
+      edits[i](*stored);
+      edits[i](*plain_stored);
+      message = written(*stored);
+      EXPECT_EQ(message.find("newsecret") == message.npos, is_encrypted) << name << message;
+      auto const reread = opened(message);
+      EXPECT_EQ(word_of(*reread), "trustedSignature") << name << reread->get_security_details();
+      reread->set_security_level(level, protocol);
+      expect_inside(*reread, *test::message_of(written(*plain_stored)));
+    }
+  }
+}
+
+// Lines that GnuPG does not take, and a group instead of recipients.
+TEST_F(Sealing, SealsUnusualMail) {
+  for (std::string const protocol : { "OpenPGP", "S/MIME" }) {
+    for (std::string const level : { "sign", "encrypt" }) {
+      body_part_t draft;
+      fill(draft, "from: ann@x.org\nto: undisclosed-recipients:;\nbcc: Nobody: ;\n");
+      draft.set_security_level(level, protocol);
+      draft.add_attachment("Subject: x\n\n" + std::string(20000, 'x'), "", "message/rfc822");
+      auto const root = opened(written(draft));
+      EXPECT_EQ(word_of(*root), level == "sign" ? "trustedSignature" : "decrypted") << protocol << level << draft.get_header("security-generation-detail", "");
+      EXPECT_EQ(root->attachments_body_part()->subpart(2).subpart(0).decoded_body(), std::string(20000, 'x')) << protocol << level;
+    }
+  }
+}
+
+// What was found out was about what the message was. A clear-signed text is what it was.
+TEST_F(Sealing, ForgetsTheOutcomeWithTheProtection) {
+  std::string const text = part("text/plain"), block = part("text/plain", clear_signed("text\n")), around = part("text/plain", "above\n" + clear_signed("text\n"));
+  struct { char const* name; std::string entity; char const* level; char const* word; } const rows[] = {
+    { "signed", pgp_signed(text), "none", "-" },
+    { "encrypted", pgp_encrypted(text), "none", "-" },
+    { "S/MIME", envelope(smime(true, true, text)), "none", "-" },
+    { "signed anew", smime_signed(text), "sign", "-" },
+    { "clear-signed in signed", pgp_signed(block), "none", "trustedSignature" },
+    { "clear-signed in encrypted, with more text", pgp_encrypted(around), "none", "complicated" },
+    { "a block in signed", pgp_signed(part("text/plain", pgp_ciphertext("text\n"))), "none", "-" },
+    { "signed in encrypted", envelope(smime(false, true, pgp_signed(text))), "none", "-" },
+    { "clear-signed, to be signed", block, "sign", "-" },
+    { "clear-signed, to be encrypted", block, "encrypt", "-" },
+    { "more text, to be encrypted", around, "encrypt", "-" },
+  };
+  for (auto const& row : rows) {
+    auto const root = opened(message(row.entity));
+    EXPECT_NE(word_of(*root), "-") << row.name;
+    root->set_security_level(row.level, "OpenPGP");
+    EXPECT_EQ(word_of(*root), row.word) << row.name;
+  }
+  auto const unsigned_text = opened(message(pgp_signed(text)));
+  unsigned_text->delete_subpart_with_index(1);
+  EXPECT_EQ(word_of(*unsigned_text), "-") << "the signature was deleted";
+}
+
 TEST_F(Sealing, SealsWhatWasEditedInReceivedMail) {
   std::string const entity = part("text/plain", "The secret.\n");
-  for (bool const is_smime : { false, true }) {
-    std::string const source = message(is_smime ? envelope(smime(false, true, entity)) : pgp_encrypted(entity), "From: ann@x.org\nTo: ann@x.org\n");
+  std::string const envelopes[] = { "", base64_part("application/x-pkcs7-mime", smime(false, true, entity)), base64_part("application/pkcs7-mime; smime-type=signed-data", opaque(entity)) };
+  for (std::string const& smime_entity : envelopes) {
+    bool const is_smime = !smime_entity.empty();
+    std::string const source = message(is_smime ? smime_entity : pgp_encrypted(entity), "From: ann@x.org\nTo: ann@x.org\n");
     for (bool const has_key : { false, true }) {
       auto const root = opened(source);
       body_part_t& holder = is_smime ? *root : root->subpart(1);
@@ -226,6 +329,7 @@ TEST_F(Sealing, SealsWhatWasEditedInReceivedMail) {
       EXPECT_EQ(message.find("secret"), message.npos);
       auto const again = opened(message);
       EXPECT_EQ((is_smime ? *again : again->subpart(1)).subpart(0).decoded_body(), has_key ? secret : "The secret.\n") << "the ciphertext that came is kept";
+      EXPECT_EQ(again->get_header("content-type.parameter.split.smime-type", "-") == "enveloped-data", is_smime && has_key);
       EXPECT_EQ(root->exists_header("security-generation-detail"), !has_key) << root->get_header("security-generation-detail", "");
     }
   }
@@ -236,12 +340,13 @@ TEST_F(Sealing, LeavesBrokenShapesAlone) {
   for (std::string const& entity : { multipart(signed_by_pgp, { one }), multipart(signed_by_pgp, { one, signature, one }), multipart(encrypted_by_pgp, { control }),
                                      multipart(encrypted_by_pgp, { control, one }), multipart(encrypted_by_pgp, { control, one, one }), envelope("x") }) {
     auto const root = test::message_of(message(entity));
-    std::string const tree = test::describe(*root);
+    std::string const tree = test::describe(*root), before = root->get_security_level();
     root->remove_signing();
     root->remove_encryption();
     for (auto const& [level, protocol] : { std::pair("none", "OpenPGP"), { "sign", "S/MIME" }, { "encrypt", "S/MIME" }, { "signAndEncrypt", "OpenPGP" } })
       root->set_security_level(level, protocol);
     EXPECT_EQ(test::describe(*root), tree);
+    EXPECT_EQ(root->get_security_level(), before);
     EXPECT_EQ(written(*root), message(entity));
   }
 }
