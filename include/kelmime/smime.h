@@ -46,9 +46,10 @@ class private_key_t;  // known to the library only
 struct certificate_t {
   std::string der;  // the certificate itself
   std::vector<std::string>
-      addresses;        // as they stand in it: of subjectAltName, then of the subject; a stranger's bytes
-  std::string serial;   // upper-case hexadecimal digits without leading zeros
-  std::string subject;  // as RFC 2253 writes names, in UTF-8 and without control characters
+      addresses;                    // as they stand in it: of subjectAltName, then of the subject; a stranger's bytes
+  bool has_more_addresses = false;  // than the 256 that are read. Such a certificate vouches for no signature
+  std::string serial;               // upper-case hexadecimal digits without leading zeros
+  std::string subject;              // as RFC 2253 writes names, in UTF-8 and without control characters
   std::string issuer;
   std::int64_t not_before = 0;  // seconds since 1970 in UTC
   std::int64_t not_after = 0;
@@ -82,8 +83,9 @@ KELMIME_EXPORT bool cms_encrypt(std::string const& address, std::vector<std::str
 // the result is the trust in the last signer.
 //
 //   detached is unset_string    an envelope is opened, then a signature in it is verified; or signed data is verified. The
-//                               content goes to `output`, with bare line feeds. An entity inside an envelope that is
-//                               signed data is unwrapped; other forms of protection in the content are the caller's
+//                               content goes to `output`, with bare line feeds; where its header declares it as binary,
+//                               the header only. An entity inside an envelope that is signed data is unwrapped; other
+//                               forms of protection in the content are the caller's
 //   otherwise                   the message is a signature of these bytes, which may be in LF or in CR LF form. One that
 //                               carries content, or has no signer, is no signature. `output` stays empty
 //
@@ -91,7 +93,8 @@ KELMIME_EXPORT bool cms_encrypt(std::string const& address, std::vector<std::str
 // is emptied first, and filled only with what may be shown: never with what did not decrypt to its end, but also with
 // content whose signature is bad, since the status says so.
 //
-// A message of more than 16 signers, 256 certificates or 50,000 sequences and sets (about 2000 recipients) is refused.
+// A message of more than 16 signers, 256 certificates or 50,000 sequences and sets (about 2000 recipients) is refused; a
+// signer whose certificate has more than 256 addresses has no GOODSIG.
 KELMIME_EXPORT trust_result_t cms_decrypt(std::string const& address, char const* data, std::size_t length,
                                           std::string const& detached, std::string& output, std::string& status);
 

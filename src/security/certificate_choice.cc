@@ -10,6 +10,7 @@
 
 #include <kel/ascii.h>
 #include <kel/text.h>
+#include <kelmime/bytes.h>
 #include <kelmime/idn_wrapper.h>
 #include <kelmime/openpgp.h>
 #include <security/debug_trace.h>
@@ -110,7 +111,10 @@ certificate_t const* first_of(candidates_t const& candidates, std::string const&
 
 }  // namespace
 
+// Domains of ASCII are as the network has them.
 std::string comparable_address(std::string_view address) {
+  if (std::ranges::none_of(address, is_high))
+    return text::lowercase(address);
   return text::lowercase(idn::header_domains_to_ascii(address));
 }
 

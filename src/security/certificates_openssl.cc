@@ -45,13 +45,15 @@ std::string der_of(T const* value, int (*write)(T const*, unsigned char**)) {
 // --- What a certificate says -------------------------------------------------------------------------------------
 
 // Addresses are taken as they stand, a NUL byte included: whoever compares them has to see it.
-std::vector<std::string> addresses_of(X509* certificate) {
-  std::vector<std::string> addresses;
+void read_addresses(X509* certificate, certificate_t& result) {
   std::set<std::string, std::less<>> seen;
   auto const add = [&](ASN1_STRING const* text) {
     std::string_view const address = view_of(text);
-    if (!address.empty() && seen.emplace(address).second)
-      addresses.emplace_back(address);
+    if (address.empty() || seen.contains(address))
+      return;
+    result.has_more_addresses = seen.size() == most_addresses;
+    if (!result.has_more_addresses)
+      result.addresses.emplace_back(*seen.emplace(address).first);
   };
   auto* const extension = X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr);
   names_t const names(static_cast<GENERAL_NAMES*>(extension));
@@ -63,7 +65,6 @@ std::vector<std::string> addresses_of(X509* certificate) {
   X509_NAME const* const subject = X509_get_subject_name(certificate);
   for (int at = -1; (at = X509_NAME_get_index_by_NID(subject, NID_pkcs9_emailAddress, at)) >= 0;)
     add(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, at)));
-  return addresses;
 }
 
 std::string serial_of(X509* certificate) {
@@ -178,7 +179,7 @@ void read_pkcs12(std::string_view bytes, std::function<std::optional<std::string
 certificate_t described(x509_st* certificate) {
   certificate_t result;
   result.der = der_of(certificate, i2d_X509);
-  result.addresses = addresses_of(certificate);
+  read_addresses(certificate, result);
   if (EVP_PKEY const* const key = X509_get0_pubkey(certificate))
     result.public_key = der_of(key, i2d_PUBKEY);
   result.serial = serial_of(certificate);

@@ -5,6 +5,7 @@
 
 #include <kelmime/smime.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -38,6 +39,7 @@ namespace kel::cms {
 
 inline constexpr int most_signers = 16;
 inline constexpr int most_certificates = 256;
+inline constexpr std::size_t most_addresses = 256;  // of a certificate
 
 // --- Files of certificates ----------------------------------------------------------------- certificates_openssl.cc
 
@@ -84,10 +86,10 @@ enum class validity_t { valid, invalid, no_certificate };
 
 struct signer_t {
   validity_t validity = validity_t::invalid;
-  certificate_t certificate;  // empty when there is none
-  std::string digest;         // "sha-256"; empty when it is unknown
-  bool is_trusted = false;    // the certificate leads to an authority, holds today and is made for signing mail
-  std::string distrust;       // why not; a text without control characters
+  std::shared_ptr<certificate_t const> certificate;  // null when there is none; signers may share one
+  std::string digest;                                // "sha-256"; empty when it is unknown
+  bool is_trusted = false;  // the certificate leads to an authority, holds today and is made for signing mail
+  std::string distrust;     // why not; a text without control characters
 };
 
 struct signatures_t {

@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <set>
 
 namespace kel::cms {
@@ -217,8 +218,11 @@ certificate_list_t certificates_around(CMS_ContentInfo* message, std::span<certi
   return list;
 }
 
+// Many signers may have one certificate, and that may be large: it is described once.
+using descriptions_t = std::map<X509*, std::shared_ptr<certificate_t const>>;
+
 signer_t checked(CMS_SignerInfo* signer, ASN1_OBJECT const* type, std::vector<std::string_view> const& contents,
-                 X509_STORE* store, STACK_OF(X509) * others) {
+                 X509_STORE* store, STACK_OF(X509) * others, descriptions_t& descriptions) {
   signer_t result;
   result.digest = name_of_digest(digest_of(signer));
   X509* const certificate = certificate_of(signer);
@@ -226,7 +230,10 @@ signer_t checked(CMS_SignerInfo* signer, ASN1_OBJECT const* type, std::vector<st
     result.validity = validity_t::no_certificate;
     return result;
   }
-  result.certificate = described(certificate);
+  std::shared_ptr<certificate_t const>& description = descriptions[certificate];
+  if (!description)
+    description = std::make_shared<certificate_t const>(described(certificate));
+  result.certificate = description;
   if (is_valid(signer, type, contents)) {
     result.validity = validity_t::valid;
     result.distrust = distrust_in(certificate, store, others);
@@ -363,10 +370,11 @@ std::optional<signatures_t> verify(std::string_view message, std::vector<std::st
   certificate_list_t const others = certificates_around(cms.get(), known.others);
   CMS_set1_signers_certs(cms.get(), others.get(), 0);
   store_t const store = store_of(known.authorities);
+  descriptions_t descriptions;
   STACK_OF(CMS_SignerInfo)* const signers = CMS_get0_SignerInfos(cms.get());
   for (int i = 0; i < sk_CMS_SignerInfo_num(signers); ++i)
     result.signers.push_back(checked(sk_CMS_SignerInfo_value(signers, i), CMS_get0_eContentType(cms.get()), candidates,
-                                     store.get(), others.get()));
+                                     store.get(), others.get(), descriptions));
   return result;
 }
 

@@ -198,7 +198,7 @@ void reading_t::report(std::vector<cms::signer_t> const& signers) {
   for (cms::signer_t const& signer : signers) {
     _trust = trust_result_t::invalid;
     switch (signer.validity) {
-      case cms::validity_t::invalid: _status += "BADSIG <" + address_of(signer.certificate) + ">\n"; break;
+      case cms::validity_t::invalid: _status += "BADSIG <" + address_of(*signer.certificate) + ">\n"; break;
       case cms::validity_t::no_certificate: _status += "NO_PUBKEY\n"; break;
       case cms::validity_t::valid:
         if (all_are_valid)
@@ -208,7 +208,11 @@ void reading_t::report(std::vector<cms::signer_t> const& signers) {
 }
 
 trust_result_t reading_t::report_valid(cms::signer_t const& signer) {
-  certificate_t const& certificate = signer.certificate;
+  certificate_t const& certificate = *signer.certificate;
+  if (certificate.has_more_addresses) {
+    _status += "The certificate has more addresses than are read.\n";
+    return trust_result_t::invalid;
+  }
   if (std::ranges::any_of(certificate.addresses, has_control_bytes)) {
     _status += "An address of the certificate has control characters.\n";
     return trust_result_t::invalid;
@@ -374,9 +378,12 @@ std::optional<signing_policy_t> SigningSecPolicyCreate(std::string const& addres
 bool cms_get_signer(std::string_view message, std::string& signer) {
   std::string trouble;
   std::optional<cms::signatures_t> const signatures = cms::verify(message, {}, { {}, {} }, trouble);
-  if (!signatures || signatures->signers.empty() || signatures->signers[0].certificate.addresses.empty())
+  if (!signatures || signatures->signers.empty())
     return false;
-  signer = in_one_line(signatures->signers[0].certificate.addresses[0]);
+  certificate_t const* const certificate = signatures->signers[0].certificate.get();
+  if (!certificate || certificate->addresses.empty())
+    return false;
+  signer = in_one_line(certificate->addresses[0]);
   return true;
 }
 

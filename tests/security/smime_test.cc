@@ -181,6 +181,12 @@ TEST(Smime, SpoofsAreNoSignatures) {
   credentials_t const split_ann = issue({ { "x@y\nTRUST_FULLY", "ann@example.org" } }, &people().authority);
   credentials_t const zero_ann = issue({ { std::string("ann@example.org\0.evil", 21) } }, &people().authority);
   std::vector<credentials_t> const crowd(17, people().ann);
+  auto const with_addresses = [](std::size_t count) {
+    std::vector<std::string> addresses = { "ann@example.org" };
+    while (addresses.size() < count)
+      addresses.push_back(std::to_string(addresses.size()) + "@example.org");
+    return issue({ addresses }, &people().authority);
+  };
   std::string const attributes = "1\x1A" "0\x18\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x09\x04 and so on";
   struct { char const* name; std::string message; std::string detached; char const* word; } const rows[] = {
     { "opaque data for a signature",   written(signed_by({ people().ann }, in_crlf)),               entity, "unknown" },
@@ -195,6 +201,8 @@ TEST(Smime, SpoofsAreNoSignatures) {
     { "NUL in an address",             written(signed_by({ zero_ann }, in_crlf, CMS_DETACHED)),     entity, "unknown" },
     { "the same, changed",             written(signed_by({ split_ann }, in_crlf, CMS_DETACHED)),    "Hi\n", "badSignature" },
     { "too many signers",              written(signed_by(crowd, in_crlf, CMS_DETACHED, CMS_NOCERTS)), entity, "unknown" },
+    { "many addresses",                written(signed_by({ with_addresses(256) }, in_crlf, CMS_DETACHED)), entity, "trustedSignature" },
+    { "too many addresses",            written(signed_by({ with_addresses(257) }, in_crlf, CMS_DETACHED)), entity, "unknown" },
     { "no certificate",                written(signed_by({ people().strange_ann }, in_crlf, CMS_DETACHED | CMS_NOCERTS, CMS_NOCERTS)), entity, "noPublicKey" },
     { "MD5",                           written(signed_by({ people().carol }, in_crlf, CMS_DETACHED, 0, EVP_md5())), entity, "badSignature" },
     { "no attributes",                 written(signed_by({ people().ann }, in_crlf, CMS_DETACHED, CMS_NOATTR)), entity, "trustedSignature" },
