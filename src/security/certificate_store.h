@@ -10,7 +10,8 @@
 
 namespace kel {
 
-// Each folder is read when it is first asked for; a store is made for one operation. Certificates stand in the order of
+// Each folder is read when it is first asked for, so that passphrases are asked for once; a store is made for one
+// operation, or for all of one message. Certificates stand in the order of
 // the names of their files.
 class certificate_store_t {
 public:
@@ -49,5 +50,11 @@ std::vector<certificate_t> identities_of(std::string const& address, certificate
 std::string comparable_address(std::string_view address);
 
 bool lists_address(certificate_t const& certificate, std::string const& address);
+
+// --- Messages --------------------------------------------------------------------------------------------- smime.cc
+
+// As `cms_decrypt` of <kelmime/smime.h>, with the certificates of this store.
+trust_result_t cms_decrypt(std::string const& address, std::string_view message, std::string const& detached,
+                           certificate_store_t& store, std::string& output, std::string& status);
 
 }  // namespace kel

@@ -20,8 +20,9 @@
 #include <kel/text.h>
 #include <kelmime/decoding.h>
 #include <kelmime/openpgp.h>
-#include <kelmime/smime.h>
 #include <message/tree_budget.h>
+#include <security/certificate_store.h>
+#include <security/entity_lines.h>
 #include <security/gpg.h>
 #include <security/gpg_arguments.h>
 #include <security/inline_blocks.h>
@@ -133,6 +134,7 @@ private:
   static bool adopt(body_part_t& holder, std::string_view content);
   static void store(body_part_t& part, lines_t const& lines);
 
+  certificate_store_t _certificates;
   std::size_t _runs_left = most_runs;
   std::size_t _layers = 0;  // that the present part was in
   moment_t::time_point const _deadline = moment_t::now() + patience;
@@ -209,8 +211,7 @@ void body_part_t::opening_t::open_envelope(body_part_t& part) {
   std::string output;
   if (take_runs(1)) {
     std::string status;
-    std::string_view const data = part.decoded_body();
-    cms_decrypt(sender_of(part), data.data(), data.size(), unset_string, output, status);
+    cms_decrypt(sender_of(part), part.decoded_body(), unset_string, _certificates, output, status);
     lines = lines_with_prefix(status, "");
   }
   bool const has_content = !output.empty() || is_decrypted(lines);
@@ -286,7 +287,7 @@ lines_t body_part_t::opening_t::verified_with_smime(body_part_t& part, std::stri
   if (!take_runs(1))
     return { too_much };
   std::string output, status;
-  cms_decrypt(sender_of(part), signature.data(), signature.size(), text, output, status);
+  cms_decrypt(sender_of(part), signature, text, _certificates, output, status);
   return lines_with_prefix(status, "");
 }
 
@@ -304,7 +305,7 @@ lines_t body_part_t::opening_t::decrypted_with_openpgp(body_part_t& holder, std:
   std::string output;
   lines_t lines = run(holder, "--decrypt", ciphertext, unset_string, output);
   add_keys(lines);
-  if (!is_decrypted(lines) || !adopt(holder, header + with_lf(output)))
+  if (!is_decrypted(lines) || !adopt(holder, entity_with_lf(header + output)))
     tell_failure(lines);
   return lines;
 }

@@ -22,6 +22,7 @@
 #include <security/certificate_store.h>
 #include <security/cms.h>
 #include <security/debug_trace.h>
+#include <security/entity_lines.h>
 #include <security/status_text.h>
 
 namespace kel {
@@ -45,17 +46,20 @@ std::string entity_of_signed_data(std::string const& signed_data) {
   return with_crlf(entity += '\n');
 }
 
-// Empty when the entity is anything else.
+// Empty when the entity is anything else. A body that is not encoded is taken as it came: it is no text.
 std::string signed_data_of_entity(std::string_view entity) {
-  char const* body = entity.data();
-  char const* const end = body + entity.size();
-  auto headers = quick_parse_headers(body, end, { "content-type", "content-transfer-encoding" });
+  std::size_t const offset = body_offset(entity);
+  std::string const header = with_lf(entity.substr(0, offset));
+  char const* cursor = header.data();
+  auto headers = quick_parse_headers(cursor, cursor + header.size(), { "content-type", "content-transfer-encoding" });
   if (headers["#type"] != "application" ||
       (headers["#subtype"] != "pkcs7-mime" && headers["#subtype"] != "x-pkcs7-mime"))
     return {};
+  std::string const lines = with_lf(entity.substr(offset));
   std::string bytes, trouble;
-  if (!mime_decode(body, end, std::back_inserter(bytes), headers["#encoding"], nullptr, /*binary*/ true))
-    bytes.assign(body, end);
+  if (!mime_decode(lines.begin(), lines.end(), std::back_inserter(bytes), headers["#encoding"], nullptr,
+                   /*binary*/ true))
+    bytes = entity.substr(offset);
   return cms::kind_of(bytes, trouble) == cms::kind_t::signed_data ? bytes : std::string();
 }
 
@@ -143,11 +147,10 @@ void reading_t::open_envelope(std::string_view message) {
   _trace.line(" CMSDecoderFinalizeMessage");
   _trace.line(" Looking for content");
   _status += "DECRYPTION_OKAY\n";
-  std::string const text = with_lf(plaintext->bytes);
   std::string const signed_data =
-      plaintext->is_signed_data ? cms::framed_signed_data(plaintext->bytes) : signed_data_of_entity(text);
+      plaintext->is_signed_data ? cms::framed_signed_data(plaintext->bytes) : signed_data_of_entity(plaintext->bytes);
   if (signed_data.empty() || !verify_content(signed_data))
-    _output = text;
+    _output = entity_with_lf(plaintext->bytes);
 }
 
 // False when there is nothing to show.
@@ -160,7 +163,7 @@ bool reading_t::verify_content(std::string_view message) {
     return false;
   }
   _trace.line(" Looking for content");
-  _output = with_lf(*signatures->content);
+  _output = entity_with_lf(*signatures->content);
   report(signatures->signers);
   return true;
 }
@@ -353,12 +356,17 @@ bool cms_encrypt(std::string const& address, std::vector<std::string> const& rec
   return true;
 }
 
+trust_result_t cms_decrypt(std::string const& address, std::string_view message, std::string const& detached,
+                           certificate_store_t& store, std::string& output, std::string& status) {
+  reading_t reading(address, store, output, status);
+  reading.read(message, detached);
+  return reading.trust();
+}
+
 trust_result_t cms_decrypt(std::string const& address, char const* data, std::size_t length,
                            std::string const& detached, std::string& output, std::string& status) {
   certificate_store_t store;
-  reading_t reading(address, store, output, status);
-  reading.read({ data, length }, detached);
-  return reading.trust();
+  return cms_decrypt(address, { data, length }, detached, store, output, status);
 }
 
 bool signing_policy_t::accepts(certificate_t const& certificate) const {

@@ -27,6 +27,7 @@ TEST_F(Opening, PutsContentWhereItWas) {
     { "signed, encrypted", message(pgp_encrypted(pgp_signed("Content-Type: text/html\n\n<b>"))), "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[multipart/signed[text/html(3) application/pgp-signature(", { 1, 0, 0 }, "<b>" },
     { "a block", message(in_latin1 + quoted), "text/plain[text/plain(12)]", { 0 }, "grüß gott\n" },
     { "two blocks", message(part("text/plain", "a\n" + pgp_ciphertext("b\n") + pgp_ciphertext("c\n"))), "text/plain[text/plain(2) text/plain(2)]", { 1 }, "c\n" },
+    { "binary", message(with_ciphertext(pgp_ciphertext("Content-Type: x/y\r\nContent-Transfer-Encoding: binary\r\n\r\na\r\nb"))), "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[x/y(4)]]", { 1, 0 }, "a\r\nb" },
     { "a block in a block", message(part("text/plain", pgp_ciphertext(pgp_ciphertext("b\n")))), "text/plain[text/plain[text/plain(2)]]", { 0, 0 }, "b\n" },
     { "nothing", message(pgp_encrypted("")), "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[text/plain(0)]]", { 1, 0 }, "" },
     { "in an attached message", message("Content-Type: message/rfc822\n\n" + message(envelope(smime(false, true, text)))), "message/rfc822[application/pkcs7-mime[text/plain(12)]]", { 0, 0 }, "The secret.\n" },
@@ -47,6 +48,17 @@ TEST_F(Opening, PutsContentWhereItWas) {
     EXPECT_FALSE(root->has_changed()) << row.name;
     EXPECT_EQ(written(*root), row.source) << row.name;
   }
+}
+
+TEST_F(Opening, AsksForAPassphraseOnce) {
+  std::string const one = envelope(smime(false, true, text));
+  folder->write("identities/ann.pem", ann->pem() + ann->key_pem("sesame"));
+  int questions = 0;
+  set_passphrase_callback([&](std::string const&) { ++questions; return "sesame"; });
+  EXPECT_EQ(test::describe(*opened(message(multipart("mixed", { one, one })))), "multipart/mixed[application/pkcs7-mime[text/plain(12)] application/pkcs7-mime[text/plain(12)]]");
+  EXPECT_EQ(questions, 1);
+  set_passphrase_callback(nullptr);
+  folder->write("identities/ann.pem", ann->both());
 }
 
 // Nothing in a received header adds a line to that of the content.

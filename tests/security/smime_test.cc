@@ -325,20 +325,46 @@ TEST(Smime, NothingIsEncryptedThatTheSenderCannotRead) {
   }
 }
 
+// What OpenSSL's own program would not put in as it stands, for Ann.
+outcome_t read_from_envelope(std::string const& content, int type = NID_pkcs7_data) {
+  std::shared_ptr<BIO> const in(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())), BIO_free);
+  CMS_ContentInfo* const envelope = CMS_encrypt(nullptr, in.get(), EVP_aes_128_cbc(), CMS_BINARY | CMS_PARTIAL);
+  CMS_add1_recipient_cert(envelope, people().ann.certificate.get(), 0);
+  CMS_set1_eContentType(envelope, OBJ_nid2obj(type));
+  CMS_final(envelope, in.get(), nullptr, CMS_BINARY);
+  return read(written(envelope), "ann@example.org");
+}
+
 // Signed data may also be the content of an envelope by its type, as some platforms write it.
 TEST(Smime, BareSignedDataInAnEnvelopeIsVerified) {
   folder_t const folder(usual_files());
   std::string const framed = written(signed_by({ people().ann }, with_crlf(entity)));
   std::size_t const frame = framed.find("\x02\x01\x01") - 4;  // before its version: what follows is signed data
   for (std::string const& inner : { framed, framed.substr(frame) }) {
-    std::shared_ptr<BIO> const in(BIO_new_mem_buf(inner.data(), static_cast<int>(inner.size())), BIO_free);
-    CMS_ContentInfo* const envelope = CMS_encrypt(nullptr, in.get(), EVP_aes_128_cbc(), CMS_BINARY | CMS_PARTIAL);
-    CMS_add1_recipient_cert(envelope, people().ann.certificate.get(), 0);
-    CMS_set1_eContentType(envelope, OBJ_nid2obj(NID_pkcs7_signed));
-    CMS_final(envelope, in.get(), nullptr, CMS_BINARY);
-    outcome_t const outcome = read(written(envelope), "ann@example.org");
+    outcome_t const outcome = read_from_envelope(inner, NID_pkcs7_signed);
     EXPECT_EQ(outcome.word, "trustedSignature") << outcome.status;
     EXPECT_EQ(outcome.output, entity);
+  }
+}
+
+TEST(Smime, WhatIsBinaryKeepsItsBytes) {
+  folder_t const folder(usual_files());
+  std::string const type = "Content-Type: application/pkcs7-mime\n", binary = "Content-Transfer-Encoding: Binary (8)\n\n", bytes = "A\r\nB\r\r\nC\nD\r";
+  std::string const der = written(signed_by({ people().ann }, with_crlf(entity))), content = written(signed_by({ people().ann }, with_crlf(binary) + bytes));
+  struct { char const* name; std::string entity; std::string output; char const* word; } const rows[] = {
+    { "LF",              binary + bytes,                    binary + bytes,          "decrypted" },
+    { "CR LF",           with_crlf(binary) + bytes,         binary + bytes,          "decrypted" },
+    { "text",            "X: y\r\n\r\n" + bytes,            "X: y\n\nA\nB\r\nC\nD\r", "decrypted" },
+    { "no header",       "\r\n" + bytes,                    "\nA\nB\r\nC\nD\r",       "decrypted" },
+    { "no body",         "X: y\r\nContent-Transfer-Encoding: binary", "X: y\nContent-Transfer-Encoding: binary", "decrypted" },
+    { "signed data",     with_crlf(type + binary) + der,    entity,                  "trustedSignature" },
+    { "without a word",  with_crlf(type + "\n") + der,      entity,                  "trustedSignature" },
+    { "signed binary",   type + binary + content,           binary + bytes,          "trustedSignature" },
+  };
+  for (auto const& row : rows) {
+    outcome_t const outcome = read_from_envelope(row.entity);
+    EXPECT_EQ(outcome.output, row.output) << row.name;
+    EXPECT_EQ(outcome.word, row.word) << row.name << "\n" << outcome.status;
   }
 }
 
