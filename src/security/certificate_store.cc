@@ -75,6 +75,8 @@ std::vector<certificate_t> read_folder(std::string const& folder) {
     cms::file_content_t content = content_of(path);
     if (content.is_empty())
       warning("Unable to read certificates of '%s'\n", printable(path).c_str());
+    else if (content.has_broken_blocks)
+      warning("Unable to read everything in '%s'\n", printable(path).c_str());
     std::ranges::move(content.certificates, std::back_inserter(certificates));
     std::ranges::move(content.keys, std::back_inserter(keys));
   }

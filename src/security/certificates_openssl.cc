@@ -1,6 +1,7 @@
 // Certificates and private keys, as files hold them and as values.
 //
-//   1. PEM blocks may stand between any text; certificates and one private key are taken, in whatever form the key is.
+//   1. PEM blocks may stand between any text, and each is read by itself: a broken one takes none behind it along. Of the
+//      kinds of blocks certificates and private keys are taken, in whatever form the key is.
 //   2. PKCS#12 is read in a context of its own that also knows the old ciphers (RC2, 3DES), which most programs still
 //      write; nothing else may use them.
 //   3. Callbacks of the application never run inside OpenSSL: a file that needs a passphrase is read once without one,
@@ -99,6 +100,10 @@ void add_key(EVP_PKEY* key, file_content_t& content) {
         std::make_shared<private_key_t>(der_of(plain.get(), i2d_PKCS8_PRIV_KEY_INFO), der_of(key, i2d_PUBKEY)));
 }
 
+constexpr std::string_view pem_begin = "-----BEGIN ";
+
+using passphrase_source_t = std::function<std::optional<std::string>()>;
+
 // What OpenSSL gets for an answer when it asks for a passphrase, and whether it asked.
 struct answer_t {
   std::optional<std::string> passphrase;
@@ -119,16 +124,60 @@ key_t read_pem_key(std::string_view text, answer_t& answer) {
   return key_t(in ? PEM_read_bio_PrivateKey(in.get(), nullptr, give_answer, &answer) : nullptr);
 }
 
-void read_pem(std::string_view text, std::function<std::optional<std::string>()> const& ask, file_content_t& content) {
+x509_t read_pem_certificate(std::string_view text) {
   bio_t const in = reader_of(text);
   answer_t none;
-  while (x509_t const certificate{ in ? PEM_read_bio_X509(in.get(), nullptr, give_answer, &none) : nullptr })
-    add_certificate(certificate.get(), content);
-  answer_t answer;
-  key_t key = read_pem_key(text, answer);
-  if (!key && answer.was_asked && (answer.passphrase = ask()))
-    key = read_pem_key(text, answer);
-  add_key(key.get(), content);
+  return x509_t(in ? PEM_read_bio_X509(in.get(), nullptr, give_answer, &none) : nullptr);
+}
+
+// One passphrase for all keys of a file.
+class pem_reader_t {
+public:
+  pem_reader_t(passphrase_source_t const& ask, file_content_t& content) : _ask(ask), _content(content) {}
+
+  // `block` begins with the first line of a block, and ends before that of the next one.
+  void read(std::string_view block) {
+    std::string_view name = block.substr(pem_begin.size());
+    name = name.substr(0, name.find("-----"));
+    if (name.ends_with("PRIVATE KEY"))
+      read_key(block);
+    else if (name.ends_with("CERTIFICATE"))
+      read_certificate(block);
+  }
+
+private:
+  void read_certificate(std::string_view block) {
+    x509_t const certificate = read_pem_certificate(block);
+    add_certificate(certificate.get(), _content);
+    _content.has_broken_blocks |= !certificate;
+  }
+
+  // A key that nobody opens is not broken.
+  void read_key(std::string_view block) {
+    _answer.was_asked = false;
+    key_t key = read_pem_key(block, _answer);
+    if (!key && _answer.was_asked && !_was_told) {
+      _was_told = true;
+      if ((_answer.passphrase = _ask()))
+        key = read_pem_key(block, _answer);
+    }
+    add_key(key.get(), _content);
+    _content.has_broken_blocks |= !key && !_answer.was_asked;
+  }
+
+  passphrase_source_t const& _ask;
+  file_content_t& _content;
+  answer_t _answer;
+  bool _was_told = false;
+};
+
+void read_pem(std::string_view text, passphrase_source_t const& ask, file_content_t& content) {
+  pem_reader_t reader(ask, content);
+  for (std::size_t at = text.find(pem_begin); at != text.npos;) {
+    std::size_t const next = text.find(pem_begin, at + 1);
+    reader.read(text.substr(at, next - at));
+    at = next;
+  }
 }
 
 // Lives as long as the process; the providers go with it.
@@ -165,8 +214,7 @@ bool read_pkcs12(PKCS12* file, std::string const& passphrase, file_content_t& co
 }
 
 // The empty passphrase also opens what has none.
-void read_pkcs12(std::string_view bytes, std::function<std::optional<std::string>()> const& ask,
-                 file_content_t& content) {
+void read_pkcs12(std::string_view bytes, passphrase_source_t const& ask, file_content_t& content) {
   pkcs12_t const file = parse_pkcs12(bytes);
   if (!file || read_pkcs12(file.get(), "", content))
     return;
@@ -196,7 +244,7 @@ certificate_t described(x509_st* certificate) {
 file_content_t read_certificates(std::string_view bytes, std::function<std::optional<std::string>()> const& ask) {
   error_scope_t const scope;
   file_content_t content;
-  if (bytes.find("-----BEGIN ") != bytes.npos) {
+  if (bytes.find(pem_begin) != bytes.npos) {
     read_pem(bytes, ask, content);
   } else if (x509_t const certificate = parse_certificate(bytes)) {
     add_certificate(certificate.get(), content);

@@ -46,6 +46,7 @@ inline constexpr std::size_t most_addresses = 256;  // of a certificate
 struct file_content_t {
   std::vector<certificate_t> certificates;  // without their keys
   std::vector<std::shared_ptr<private_key_t const>> keys;
+  bool has_broken_blocks = false;  // more stands in it that claims to be a certificate or a key
 
   bool is_empty() const { return certificates.empty() && keys.empty(); }
 };

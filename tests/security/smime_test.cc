@@ -422,6 +422,7 @@ TEST(Smime, TheCertificateThatIsMeantIsTaken) {
     { "the mapped",                 { { "identities/a", unmapped.both() }, { "identities/b", mapped.both() } }, "Mapped@example.org", "C1A", "1A" },
     { "not the mapped",             { { "identities/a", unmapped.both() } },                              "mapped@example.org", "",    "1A" },
     { "all in one file",            { { "identities/a", "# mine\n" + all.bob.pem() + second.both() } },                ann, "B1FF", "B1FF" },
+    { "two keys in one file",       { { "identities/a", all.encrypting_ann.both() + second.both() } },                 ann, "B1FF", "AE" },
     { "a preferred for one only",   { { "identities/a", second.both() }, { "preferred/x", all.encrypting_ann.both() } }, ann, "B1FF", "AE" },
     { "no folder",                  {},                                                                                ann, "",     "" },
   };
@@ -472,16 +473,18 @@ TEST(Smime, WhatIsNoCertificateIsPassedOver) {
   folder_t const folder(usual_files());
   folder.write("certificates/a.txt", "no certificate");
   folder.write("certificates/b.pem", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n");
+  folder.write("certificates/c.pem", "-----BEGIN CERTIFICATE-----\nAAAA\n" + people().encrypting_ann.pem() + "-----BEGIN CERTIFICATE-----");
   folder.write("certificates/large.pem", people().bob.pem() + std::string(1 << 20, '\n'));
   folder.write("certificates/.hidden", "no certificate");
   folder.write("certificates/folder/x.pem", people().bob.pem());
   std::filesystem::create_symlink("nowhere", folder.path() + "/certificates/link");
   testing::internal::CaptureStderr();
   std::string status;
-  EXPECT_TRUE(find_certificate("bob@example.org", status));
+  EXPECT_EQ(find_certificate("ann@example.org", status).value_or(certificate_t()).serial, "AE") << "behind a broken one";
   std::string const inside = folder.path() + "/certificates/";
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Warning: Unable to read certificates of '" + inside + "a.txt'\n" +
                                                         "Warning: Unable to read certificates of '" + inside + "b.pem'\n" +
+                                                        "Warning: Unable to read everything in '" + inside + "c.pem'\n" +
                                                         "Warning: Unable to read certificates of '" + inside + "large.pem'\n");
 }
 
