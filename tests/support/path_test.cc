@@ -5,22 +5,12 @@
 #include <helpers/surroundings.h>
 
 namespace kel {
-namespace {
 
 TEST(Path, TakesNamesApart) {
-  struct {
-    char const* path;
-    char const* name;
-    char const* extension;
-  } const rows[] = {
-    { "/a/b/c.txt", "c.txt", ".txt" },
-    { "a.d/b", "b", "" },
-    { "x.tar.gz/", "x.tar.gz", ".gz" },
-    { "/a/.profile", ".profile", "" },
-    { "a.", "a.", "." },
-    { "..", "..", "" },
-    { "/", "", "" },
-    { "", "", "" },
+  struct { char const* path; char const* name; char const* extension; } const rows[] = {
+    { "/a/b/c.txt", "c.txt", ".txt" }, { "a.d/b", "b", "" }, { "x.tar.gz/", "x.tar.gz", ".gz" },
+    { "/a/.profile", ".profile", "" }, { "a.", "a.", "." },  { "..", "..", "" },
+    { "/", "", "" }, { "", "", "" },
   };
   for (auto const& row : rows) {
     EXPECT_EQ(path::name(row.path), row.name) << row.path;
@@ -54,5 +44,4 @@ TEST(Path, MakesTemporaryPathsThatDiffer) {
   EXPECT_FALSE(path::exists(first));
 }
 
-}  // namespace
 }  // namespace kel
