@@ -5,7 +5,6 @@
 #include <kelmime/application.h>
 
 namespace kel {
-namespace {
 
 // A literal must not become a boolean on the way.
 TEST(Application, SetsPreferencesOfEachKind) {
@@ -21,5 +20,4 @@ TEST(Application, SetsPreferencesOfEachKind) {
   EXPECT_EQ(application_t::version() + " " + application_t::revision(), "2.0 1234");
 }
 
-}  // namespace
 }  // namespace kel

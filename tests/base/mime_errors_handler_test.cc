@@ -5,7 +5,6 @@
 #include <kelmime/mime_errors_handler.h>
 
 namespace kel {
-namespace {
 
 TEST(MimeErrorsHandler, CompletesRecordsFromContexts) {
   mime_errors_handler_t errors;
@@ -21,8 +20,7 @@ TEST(MimeErrorsHandler, CompletesRecordsFromContexts) {
   errors.pop_context();
   report_low(&errors, "5", "text");
   std::vector<mime_error_t> const expected = {
-    { { "description", "1" } },
-    { { "description", "2" }, { "context", "text" }, { "header", "inner" }, { "part", "1" } },
+    { { "description", "1" } }, { { "description", "2" }, { "context", "text" }, { "header", "inner" }, { "part", "1" } },
     { { "description", "3" }, { "header", "own" }, { "part", "1" } },
     { { "description", "4" }, { "header", "outer" }, { "part", "1" }, { "priority", "low" } },
     { { "description", "5" }, { "context", "text" }, { "priority", "low" } },
@@ -74,5 +72,4 @@ TEST(Printable, EscapesWhatDrivesATerminal) {
   EXPECT_EQ(printable("\xC3(\xC3"), "{C3}({C3}");
 }
 
-}  // namespace
 }  // namespace kel

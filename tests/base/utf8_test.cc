@@ -9,12 +9,7 @@ namespace {
 
 using namespace std::literals;
 
-struct scanned_t {
-  std::ptrdiff_t valid_bytes;
-  bool is_incomplete;
-
-  bool operator==(scanned_t const&) const = default;
-};
+using scanned_t = std::pair<std::ptrdiff_t, bool>;  // the valid bytes, and whether the text ends within a character
 
 scanned_t scanned(std::string_view text) {
   return test::on_exact_copy(text, [](char const* first, char const* last) {
@@ -27,12 +22,7 @@ scanned_t scanned(std::string_view text) {
 // The length of the well-formed sequence at the beginning; 0 if there is none, -1 if the text ends too early to tell.
 int sequence_length(std::string_view text) {
   auto const byte = [&](std::size_t i) { return static_cast<unsigned>(byte_value(text[i])); };
-  int const length = byte(0) < 0x80   ? 1
-                     : byte(0) < 0xC0 ? 0
-                     : byte(0) < 0xE0 ? 2
-                     : byte(0) < 0xF0 ? 3
-                     : byte(0) < 0xF8 ? 4
-                                      : 0;
+  int const length = byte(0) < 0x80   ? 1 : byte(0) < 0xC0 ? 0 : byte(0) < 0xE0 ? 2 : byte(0) < 0xF0 ? 3 : byte(0) < 0xF8 ? 4 : 0;
   unsigned least = byte(0) & (0x7Fu >> length);
   unsigned most = least;
   for (std::size_t i = 1; i < 4 && static_cast<int>(i) < length; ++i) {
@@ -61,8 +51,7 @@ scanned_t scanned_by_value(std::string_view text) {
 // All bytes that are the first or last of a class, in every combination of up to four, alone and where they cross the
 // edges of the blocks in which long texts are looked at.
 TEST(Utf8, AgreesWithTheDefinition) {
-  constexpr std::string_view edges =
-      "a\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xEC\xED\xEE\xEF\xF0\xF1\xF3"
+  constexpr std::string_view edges = "a\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xEC\xED\xEE\xEF\xF0\xF1\xF3"
       "\xF4\xF5\xF8\xFF";
   std::string const before = "0123456789ab\xC3\xA9\xE2\x82\xAC";
   int shift = 0;
