@@ -8,7 +8,6 @@
 #include <kelmime/hex.h>
 
 namespace kel {
-namespace {
 
 // An empty vector may begin and end at a null pointer, which a sanitizer sees in memcpy and its like.
 TEST(Codecs, TakeEmptyVectors) {
@@ -37,5 +36,4 @@ TEST(Codecs, TakeEmptyVectors) {
   EXPECT_EQ(test::described(errors), test::lines_t{});
 }
 
-}  // namespace
 }  // namespace kel

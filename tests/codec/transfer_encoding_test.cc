@@ -3,6 +3,8 @@
 #include <random>
 
 #include <codec/codec_verbs.h>
+#include <helpers/repeated.h>
+#include <kel/text.h>
 #include <kelmime/decoding.h>
 #include <kelmime/encoding.h>
 #include <kelmime/hex.h>
@@ -11,46 +13,31 @@ namespace kel {
 namespace {
 
 using namespace std::literals;
-using test::described;
-using test::lines_t;
-using test::output_of;
+using namespace test;
 
 std::string encoded(std::string_view input, std::string_view encoding) {
-  return output_of(input, [&](auto first, auto last, auto out) { encode(first, last, out, encoding); });
+  return output_of(input, [&](auto... range) { encode(range..., encoding); });
 }
 
-std::string decoded(std::string_view input, std::string_view encoding, mime_errors_handler_t* errors = nullptr,
-                    bool binary = false) {
-  return output_of(input, [&](auto first, auto last, auto out) {
-    EXPECT_TRUE(mime_decode(first, last, out, encoding, errors, binary));
-  });
+std::string decoded(std::string_view input, std::string_view encoding, mime_errors_handler_t* errors = nullptr, bool binary = false) {
+  return output_of(input, [&](auto... range) { EXPECT_TRUE(mime_decode(range..., encoding, errors, binary)); });
 }
 
 std::string const illegal = "A quoted-printable text contains an illegal use of '='. It has been passed through. | ";
-std::string const feed =
-    "A quoted-printable binary body part contains an unencoded linefeed (LF). A CR character has been inserted. | ";
+std::string const feed = "A quoted-printable binary body part contains an unencoded linefeed (LF). A CR character has been inserted. | ";
 
 TEST(QuotedPrintable, Decodes) {
-  struct {
-    char const* name;
-    std::string_view input;
-    std::string_view expected;
-    lines_t records;
-  } const rows[] = {
-    { "digits of either case", "=41=3d", "A=", {} },
-    { "one digit at the end", "=4", "=4", { illegal + "=4" } },
+  struct { char const* name; std::string_view input; std::string_view expected; lines_t records; } const rows[] = {
+    { "digits of either case", "=41=3d", "A=", {} }, { "one digit at the end", "=4", "=4", { illegal + "=4" } },
     { "no digits", "a=xyz=4Gb", "a=xyz=4Gb", { illegal + "a=xyz=4Gb", illegal + "a=xyz=4Gb" } },
-    { "blanks before the soft line break", "abc= \t\nxyz", "abcxyz", {} },
-    { "= ends the text", "abc=", "abc", {} },
-    { "= and blanks end the text", "abc= \t ", "abc", {} },
-    { "CR is no blank", "a=\r\nb", "a=\r\nb", { illegal + "a=\r\nb" } },
+    { "blanks before the soft line break", "abc= \t\nxyz", "abcxyz", {} }, { "= ends the text", "abc=", "abc", {} },
+    { "= and blanks end the text", "abc= \t ", "abc", {} }, { "CR is no blank", "a=\r\nb", "a=\r\nb", { illegal + "a=\r\nb" } },
     { "blanks before something else stay", "=  x", "=  x", { illegal + "=  x" } },
     { "decoding goes on just after an illegal =", "==41", "=A", { illegal + "==41" } },
     { "context of ten bytes", "0123456789abcde=0123456789abcde", "0123456789abcde\x01" "23456789abcde", {} },
     { "context is cut on both sides", "0123456789abcde=x123456789abcde", "0123456789abcde=x123456789abcde", { illegal +
       "56789abcde=x12345678" } },
-    { "line feeds are text", "a\nb", "a\nb", {} },
-    { "8-bit bytes pass", "\xE9=E9"sv, "\xE9\xE9", {} },
+    { "line feeds are text", "a\nb", "a\nb", {} }, { "8-bit bytes pass", "\xE9=E9"sv, "\xE9\xE9", {} },
   };
   for (auto const& row : rows) {
     mime_errors_handler_t errors;
@@ -68,22 +55,13 @@ TEST(QuotedPrintable, RestoresLineEndsOfBinaryBodies) {
 
 TEST(QuotedPrintable, Encodes) {
   std::string const wide(72, 'x');
-  struct {
-    char const* name;
-    std::string input;
-    std::string expected;
-  } const rows[] = {
+  struct { char const* name; std::string input; std::string expected; } const rows[] = {
     { "From at the beginning of a line", "From here\nFrom there, From\n", "=46rom here\n=46rom there, From\n" },
-    { "From without its space", "From", "From" },
-    { "dot at the beginning of a line", ".x.\n.", "=2Ex.\n=2E" },
-    { "space before the line end", "a \nb", "a =\n\nb" },
-    { "tab before the line end", "a\t\n", "a\t=\n\n" },
-    { "space at the end of the text", "a ", "a " },
-    { "carriage return", "\r", "=0D" },
-    { "delete, equals, 8-bit, null", "\x7F=\xE9"s + '\0', "=7F=3D=E9=00" },
-    { "tab stays", "\tx", "\tx" },
-    { "72 columns need no break", wide, wide },
-    { "a break behind the 73rd", wide + "yz", wide + "y=\nz" },
+    { "From without its space", "From", "From" },         { "dot at the beginning of a line", ".x.\n.", "=2Ex.\n=2E" },
+    { "space before the line end", "a \nb", "a =\n\nb" }, { "tab before the line end", "a\t\n", "a\t=\n\n" },
+    { "space at the end of the text", "a ", "a " },       { "carriage return", "\r", "=0D" },
+    { "delete, equals, 8-bit, null", "\x7F=\xE9"s + '\0', "=7F=3D=E9=00" }, { "tab stays", "\tx", "\tx" },
+    { "72 columns need no break", wide, wide }, { "a break behind the 73rd", wide + "yz", wide + "y=\nz" },
     { "an encoded byte makes a line of 76", wide + "=z", wide + "=3D=\nz" },
     { "a broken line begins anew", wide + "y.From ", wide + "y=\n=2EFrom " },
     { "From after a soft line break", wide + "yFrom x", wide + "y=\n=46rom x" },
@@ -95,38 +73,22 @@ TEST(QuotedPrintable, Encodes) {
 }
 
 TEST(Base64, Decodes) {
-  struct {
-    char const* name;
-    std::string_view input;
-    std::string_view expected;
-  } const rows[] = {
-    { "blocks with their own padding", "QQ==QkM=", "ABC" },
-    { "lines", "QUJD\nREVG\n", "ABCDEF" },
-    { "only padding", "=\n==\n", "" },
-    { "nothing", "", "" },
-    { "one character is no byte", "Q", "" },
-    { "one character before padding is dropped", "Q=QUJD", "ABC" },
-    { "missing padding", "QUI", "AB" },
-    { "foreign bytes", "Q U-\xFFJ\0D!"sv, "ABC" },
-    { "a line ends inside a group", "QU\nJDRE\nVG", "ABCDEF" },
-    { "empty lines", "QUJD\n\n\nREVG", "ABCDEF" },
-    { "leading line", "\n\nQUJD", "ABC" },
-    { "text after the padding", "QQ==\nfooter", "A~\x8A-z" },
-    { "all ones", "////", "\xFF\xFF\xFF" },
+  struct { char const* name; std::string_view input; std::string_view expected; } const rows[] = {
+    { "blocks with their own padding", "QQ==QkM=", "ABC" },         { "only padding", "=\n==\n", "" },
+    { "one character before padding is dropped", "Q=QUJD", "ABC" }, { "missing padding", "QUI", "AB" },
+    { "foreign bytes", "Q U-\xFFJ\0D!"sv, "ABC" },                  { "text after the padding", "QQ==\nfooter", "A~\x8A-z" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(decoded(row.input, "base64"), row.expected) << row.name;
 }
 
 TEST(Base64, EncodesLinesOf76) {
-  EXPECT_EQ(encoded(std::string(57, 'A'), "base64").size(), 76u);
-  std::string const longer = encoded(std::string(58, 'A'), "base64");
-  EXPECT_EQ(longer.size(), 76u + 1 + 4);
-  EXPECT_EQ(longer.find('\n'), 76u);
-  EXPECT_EQ(encoded(std::string(114, 'A'), "base64").back(), 'B');
+  std::string const full = repeated("QUFB", 19);
+  EXPECT_EQ(encoded(std::string(57, 'A'), "base64"), full);
+  EXPECT_EQ(encoded(std::string(58, 'A'), "base64"), full + "\nQQ==");
+  EXPECT_EQ(encoded(std::string(114, 'A'), "base64"), full + "\n" + full);
   EXPECT_EQ(encoded("A", "base64") + encoded("AB", "base64") + encoded("ABC", "base64"), "QQ==QUI=QUJD");
-  EXPECT_EQ(output_of(std::string(58, 'A'), [](auto... range) { encode_base64(range...); }).find('\n'),
-            std::string::npos);
+  EXPECT_EQ(output_of(std::string(58, 'A'), [](auto... range) { encode_base64(range...); }).find('\n'), std::string::npos);
 }
 
 // A reader that follows the definition and knows no groups.
@@ -152,47 +114,40 @@ std::string decoded_one_by_one(std::string_view input) {
 }
 
 TEST(Base64, AgreesWithTheDefinition) {
-  test::for_all_short_strings("A/=\n-"sv, [](std::string const& text) {
-    EXPECT_EQ(decoded(text + "QUJD", "base64"), decoded_one_by_one(text + "QUJD")) << text;
+  for_all_short_strings("A/=\n-"sv, [](std::string const& text) {
+    for (std::string const& whole : { text, text + "QUJD" })
+      EXPECT_EQ(decoded(whole, "base64"), decoded_one_by_one(whole)) << whole;
   });
   std::mt19937 random(1);
   for (int round = 0; round < 300; ++round) {
-    std::string text;
-    for (std::size_t size = random() % 30000; text.size() < size;)
-      text += "ABCDEFGHabcdefgh0123456789+/\n=- "[random() % (round % 2 ? 28 : 32)];
+    std::string const text = random_text(random, 30000, "ABCDEFGHabcdefgh0123456789+/\n=- "sv.substr(0, round % 2 ? 28 : 32));
     ASSERT_EQ(decoded(text, "base64"), decoded_one_by_one(text)) << text;
   }
 }
 
 TEST(TransferEncodings, DecodeWhatTheyEncoded) {
-  test::for_all_short_strings("aF.= \t\n\r\x7F\xE9"s + '\0', [](std::string const& text) {
-    for (auto const* encoding : { "quoted-printable", "base64" }) {
-      mime_errors_handler_t errors;
+  for_all_short_strings("aF.= \t\n\r\x7F\xE9"s + '\0', [](std::string const& text) {
+    mime_errors_handler_t errors;
+    for (auto const* encoding : { "quoted-printable", "base64" })
       ASSERT_EQ(decoded(encoded(text, encoding), encoding, &errors), text) << encoding;
-      ASSERT_TRUE(errors.records().empty());
-    }
+    ASSERT_TRUE(errors.records().empty());
   });
   std::mt19937 random(1);
   for (int round = 0; round < 200; ++round) {
-    std::string text;
-    for (std::size_t size = random() % 20000; text.size() < size;)
-      text += "From ., =\t\n\xC3\xA9"[random() % 13];
+    std::string const text = random_text(random, 20000, "From ., =\t\n\xC3\xA9");
     for (auto const* encoding : { "quoted-printable", "base64" }) {
       std::string const sent = encoded(text, encoding);
       ASSERT_EQ(decoded(sent, encoding), text);
-      for (std::size_t line = 0, end; line < sent.size(); line = end + 1) {
-        end = std::min(sent.find('\n', line), sent.size());
-        ASSERT_LE(end - line, 76u);
-        ASSERT_FALSE(encoding[0] == 'q' && (sent[line] == '.' || sent.compare(line, 5, "From ") == 0));
+      for (std::string const& line : text::split(sent, "\n")) {
+        ASSERT_LE(line.size(), 76u);
+        ASSERT_FALSE(encoding[0] == 'q' && (line.starts_with('.') || line.starts_with("From ")));
       }
     }
   }
 }
 
 TEST(TransferEncodings, LeaveTheRestAlone) {
-  EXPECT_EQ(encoded("a\xE9", "8bit") + encoded("b", "7bit"),
-            "a\xE9"
-            "b");
+  EXPECT_EQ(encoded("a\xE9 ", "8bit") + encoded("b", "7bit"), "a\xE9 b");
   EXPECT_EQ(encoded("a", "binary") + encoded("a", "BASE64") + encoded("a", "x-uuencode"), "");
   for (auto const* encoding : { "7bit", "8bit", "binary", "BASE64", "" }) {
     std::vector<char> output;
@@ -203,20 +158,11 @@ TEST(TransferEncodings, LeaveTheRestAlone) {
 }
 
 TEST(Uuencode, Decodes) {
-  struct {
-    char const* name;
-    std::string_view input;
-    std::string_view expected;
-    bool is_given_up;
-  } const rows[] = {
-    { "a file", "begin 644 cat.txt\n#0V%T\n`\nend\n", "Cat", false },
-    { "begin and end are missing", "#0V%T", "Cat", false },
-    { "length characters are ignored", "!0V%T\n", "Cat", false },
-    { "values run across lines", "#0V\n\n#%T\n", "Cat", false },
-    { "text after the end", "#0V%T\nend\n#0V%T\n", "Cat", false },
-    { "one bad byte in five", "#0V%T~", "Cat", false },
-    { "more than that", "#0V%T~~", "", true },
-    { "more than that, and an end", "#~~~\nend\nrest", "end\nrest", true },
+  struct { char const* name; std::string_view input; std::string_view expected; bool is_given_up; } const rows[] = {
+    { "a file", "begin 644 cat.txt\n#0V%T\n`\nend\n", "Cat", false }, { "begin and end are missing", "#0V%T", "Cat", false },
+    { "length characters are ignored", "!0V%T\n", "Cat", false },     { "values run across lines", "#0V\n\n#%T\n", "Cat", false },
+    { "text after the end", "#0V%T\nend\n#0V%T\n", "Cat", false },    { "one bad byte in five", "#0V%T~", "Cat", false },
+    { "more than that", "#0V%T~~", "", true }, { "more than that, and an end", "#~~~\nend\nrest", "end\nrest", true },
   };
   for (auto const& row : rows) {
     mime_errors_handler_t errors;
@@ -224,16 +170,13 @@ TEST(Uuencode, Decodes) {
     std::string const output = decoded(row.input, "x-uuencode", &errors);
     std::string const warning = testing::internal::GetCapturedStderr();
     EXPECT_EQ(output, row.expected) << row.name;
-    EXPECT_EQ(warning, row.is_given_up ? "Warning: Giving up on decoding uunencoded text. Too many errors.\n" : "")
-        << row.name;
-    EXPECT_EQ(described(errors), (lines_t{ "Deprecated Content-Transfer-Encoding (x-uuencode), but Postwick can handle "
-                                           "it. | x-uuencode" }));
+    EXPECT_EQ(warning, row.is_given_up ? "Warning: Giving up on decoding uunencoded text. Too many errors.\n" : "") << row.name;
+    EXPECT_EQ(described(errors), lines_t{ "Deprecated Content-Transfer-Encoding (x-uuencode), but Postwick can handle it. | x-uuencode" });
   }
 }
 
 TEST(Hex, MakesBytesReadable) {
-  EXPECT_EQ(output_of("a ~\t\r\n\x1B\x7F\x80\xFF\0"sv, [](auto... range) { hex_print(range...); }),
-            "a ~\\t\\r\\n{1B}{7F}{80}{FF}{00}");
+  EXPECT_EQ(output_of("a ~\t\r\n\x1B\x7F\x80\xFF\0"sv, [](auto... range) { hex_print(range...); }), "a ~\\t\\r\\n{1B}{7F}{80}{FF}{00}");
   std::string digits;
   text::int_to_hex(0xAB, std::back_inserter(digits), 1);
   text::int_to_hex(0xAB, std::back_inserter(digits), 4);
@@ -245,9 +188,7 @@ TEST(Hex, MakesBytesReadable) {
 TEST(QuotedPrintable, StaysLinearInAFlood) {
   mime_errors_handler_t errors;
   for (std::string const unit : { "=", "= ", "=\t=4" }) {
-    std::string flood;
-    while (flood.size() < 2'000'000)
-      flood += unit;
+    std::string const flood = repeated(unit, 2'000'000 / unit.size() + 1);
     EXPECT_GE(decoded(flood + ".", "quoted-printable", &errors).size(), 2'000'000u);
   }
   EXPECT_EQ(errors.records().size(), 10'001u);
