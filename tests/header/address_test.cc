@@ -4,7 +4,9 @@
 
 #include <vector>
 
-#include "../helpers/repeated.h"
+#include <helpers/exact_copy.h>
+#include <helpers/repeated.h>
+#include <helpers/short_strings.h>
 
 namespace kel::header {
 
@@ -18,22 +20,19 @@ std::string text_of(match_t const& match) {
 
 // The elements of a list, "-" for a call that found none.
 std::vector<std::string> elements(std::string_view list) {
-  std::vector<char> const bytes(list.begin(), list.end());
-  char const* cursor = bytes.data();
-  char const* const end = cursor + bytes.size();
+  test::exact_copy_t const bytes(list);
   std::vector<std::string> found;
-  while (cursor != end)
-    found.push_back(text_of(address_split_function(cursor, end)));
+  for (char const* cursor = bytes.begin(); cursor != bytes.end();)
+    found.push_back(text_of(address_split_function(cursor, bytes.end())));
   return found;
 }
 
 // "name|address" of one element.
 std::string name_and_address(std::string_view element) {
-  std::vector<char> const bytes(element.begin(), element.end());
-  char const* cursor = bytes.data();
-  char const* const end = cursor + bytes.size();
-  auto const [name, email] = address_name_and_email_function(cursor, end);
-  EXPECT_EQ(cursor, end);
+  test::exact_copy_t const bytes(element);
+  char const* cursor = bytes.begin();
+  auto const [name, email] = address_name_and_email_function(cursor, bytes.end());
+  EXPECT_EQ(cursor, bytes.end());
   return text_of(name) + "|" + text_of(email);
 }
 
@@ -48,24 +47,14 @@ std::string whole(match_t (*function)(char const*&, char const*), std::string_vi
 
 TEST(AddressList, Splits) {
   using list_t = std::vector<std::string>;
-  struct {
-    char const* list;
-    list_t expected;
-  } const rows[] = {
-    { "a@x, b@y", { "a@x", "b@y" } },
-    { " \ta@x\t , b@y ", { "a@x", "b@y" } },
-    { "Doe, John <j@x>", { "Doe, John <j@x>" } },
-    { "foo, a@x", { "foo, a@x" } },
-    { "foo", { "-" } },
-    { "\"a@x, y\" , \"b\\\", c\" <b@y>, c@z", { "\"a@x, y\" , \"b\\\", c\" <b@y>", "c@z" } },
-    { "a@x, \"open, b@y", { "a@x", "-" } },
-    { "Undisclosed recipients:;", { "Undisclosed recipients:;" } },
+  struct { char const* list; list_t expected; } const rows[] = {
+    { "a@x, b@y", { "a@x", "b@y" } },             { " \ta@x\t , b@y ", { "a@x", "b@y" } },
+    { "Doe, John <j@x>", { "Doe, John <j@x>" } }, { "foo, a@x", { "foo, a@x" } },
+    { "foo", { "-" } }, { "\"a@x, y\" , \"b\\\", c\" <b@y>, c@z", { "\"a@x, y\" , \"b\\\", c\" <b@y>", "c@z" } },
+    { "a@x, \"open, b@y", { "a@x", "-" } }, { "Undisclosed recipients:;", { "Undisclosed recipients:;" } },
     // Groups, comments and routes are deliberately split like anything else.
-    { "Team: ann, bob@y;, c@z", { "Team: ann", "bob@y;", "c@z" } },
-    { "Team: a@x, b@y;", { "Team: a@x", "b@y;" } },
-    { "a@x (one, two), b@y", { "a@x (one", "two), b@y" } },
-    { "<@r, @s:a@x>", { "<@r", "@s:a@x>" } },
-    { "a@x,", { "a@x" } },
+    { "Team: ann, bob@y;, c@z", { "Team: ann", "bob@y;", "c@z" } }, { "a@x (one, two), b@y", { "a@x (one", "two), b@y" } },
+    { "<@r, @s:a@x>", { "<@r", "@s:a@x>" } },                       { "a@x,", { "a@x" } },
     { "a@x, ", { "a@x", "-" } },
   };
   for (auto const& row : rows)
@@ -74,45 +63,24 @@ TEST(AddressList, Splits) {
 }
 
 TEST(Address, NameAndAddress) {
-  struct {
-    char const* element;
-    char const* expected;
-  } const rows[] = {
-    { "\"Doe, John\" <j@x>", "Doe, John|j@x" },
-    { "j@x (John Doe)", "John Doe|j@x" },
-    { "'j@x'", "-|j@x" },
-    { "j@x <j@x>", "j@x|j@x" },
-    { "<j@x>", "-|j@x" },
-    { "<< j@x >>", "-|j@x" },
-    { "<'j@x'>", "-|j@x" },
-    { "Undisclosed recipients:;", "Undisclosed recipients|-" },
-    { "Undisclosed recipients : ;", "Undisclosed recipients |-" },
-    { "undisclosed-recipients:;", "-|undisclosed-recipients:;" },
-    { "\"john doe\"@example.com", "john doe|@example.com" },
-    { "no group;", "no group;|-" },
-    { "foo", "-|foo" },
-    { "two words", "two words|-" },
-    { "", "-|-" },
-    { "\"\" <j@x>", "-|j@x" },
-    { "\"'Ann B'\" <a@b>", "Ann B|a@b" },
-    { "\"a \\\"b\\\"\" <a@b>", "a \"b\"|a@b" },
-    { "\"open <a@b>", "open <a@b>|-" },
-    { "O'Brien <a@b>", "O'Brien|a@b" },
-    { "'Tis <a@b>", "'Tis|a@b" },
-    { "((nested (c)) d) a@b", "(nested (c)) d|a@b" },
-    { "a@b (open", "open|a@b" },
-    { "A > ) <a@b>", "A > )|a@b" },
-    { "> a@b", "-|a@b" },
-    { "Ann <a@b> (x)", "Ann|a@b" },
-    { "a@x <b@y> c@z", "a@x|b@y" },
-    { "n <a@b> (dd)", "dd|a@b" },
-    { "one <a@b> c (d) five", "one|a@b" },
-    { "I <3 you <a@b>", "I <3 you|a@b" },
-    { "Ann <a@b", "Ann|a@b" },
-    { "Ann <a b@c", "Ann <a b@c|-" },
-    { "a@x (Ann Lee <A@X>)", "Ann Lee|A@X" },
-    { "a@x (a@x)", "-|a@x" },
-    { "a@x (Ann <b@y>)", "Ann <b@y>|a@x" },
+  struct { char const* element; char const* expected; } const rows[] = {
+    { "\"Doe, John\" <j@x>", "Doe, John|j@x" }, { "j@x (John Doe)", "John Doe|j@x" }, { "'j@x'", "-|j@x" },
+    { "j@x <j@x>", "j@x|j@x" },                 { "<j@x>", "-|j@x" },                 { "<< j@x >>", "-|j@x" },
+    { "<'j@x'>", "-|j@x" },                                        { "Undisclosed recipients:;", "Undisclosed recipients|-" },
+    { "Undisclosed recipients : ;", "Undisclosed recipients |-" }, { "undisclosed-recipients:;", "-|undisclosed-recipients:;" },
+    { "\"john doe\"@example.com", "john doe|@example.com" },       { "no group;", "no group;|-" },
+    { "foo", "-|foo" },                                            { "two words", "two words|-" },
+    { "", "-|-" },                                                 { "\"\" <j@x>", "-|j@x" },
+    { "\"'Ann B'\" <a@b>", "Ann B|a@b" },                          { "\"a \\\"b\\\"\" <a@b>", "a \"b\"|a@b" },
+    { "\"open <a@b>", "open <a@b>|-" },                            { "O'Brien <a@b>", "O'Brien|a@b" },
+    { "'Tis <a@b>", "'Tis|a@b" },                                  { "((nested (c)) d) a@b", "(nested (c)) d|a@b" },
+    { "a@b (open", "open|a@b" },                                   { "A > ) <a@b>", "A > )|a@b" },
+    { "> a@b", "-|a@b" },                                          { "Ann <a@b> (x)", "Ann|a@b" },
+    { "a@x <b@y> c@z", "a@x|b@y" },                                { "n <a@b> (dd)", "dd|a@b" },
+    { "one <a@b> c (d) five", "one|a@b" },                         { "I <3 you <a@b>", "I <3 you|a@b" },
+    { "Ann <a@b", "Ann|a@b" },                                     { "Ann <a b@c", "Ann <a b@c|-" },
+    { "a@x (Ann Lee <A@X>)", "Ann Lee|A@X" },                      { "a@x (a@x)", "-|a@x" },
+    { "a@x (Ann <b@y>)", "Ann <b@y>|a@x" },                        { "'A' <a@b>", "A|a@b" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(name_and_address(row.element), row.expected) << row.element;
@@ -142,33 +110,17 @@ TEST(Address, QuotesAndEscapes) {
 }
 
 TEST(Address, ReformatsWhatWasWrittenForPeople) {
-  struct {
-    char const* written;
-    char const* expected;
-  } const rows[] = {
-    { "mailto:j@x.org", "j@x.org" },
-    { " MAILTO:mailto: j@x.org ", "j@x.org" },
-    { "j@x.org.invalid", "j@x.org" },
-    { "j@x.INVALID.invalid", "j@x" },
-    { "j at x dot org", "j@x.org" },
-    { "j (at) x [dot] org", "j@x.org" },
-    { "j<AT>x{DOT}co{dot}uk", "j@x.co.uk" },
-    { "j dot doe at x.org", "j.doe@x.org" },
-    { "j_at_x_dot_org", "j@x.org" },
-    { "j -at- x -dot- org", "j@x.org" },
-    { "polka-dot-dress at x dot org", "polka-dot-dress@x.org" },
-    { "j@x dot org", "j@x.org" },
-    { "j.NOSPAM@x.org", "j@x.org" },
-    { "NO_SPAM.j@x.org", "j@x.org" },
-    { "j+n0spam@x.org", "j@x.org" },
-    { "j[N0-SPAM]@x.org", "j@x.org" },
-    { "j-NOSPAM.doe@x.org", "j.doe@x.org" },
-    { "j.[NOSPAM]doe@x.org", "j.doe@x.org" },
-    { "j@NOSPAM.x.org", "j@x.org" },
-    { "j@x_REMOVE_THIS_.org", "j@x.org" },
-    { "j@x.org.REM0VETHIS", "j@x.org" },
-    { "j@x.NO.NOSPAM.SPAM.org", "j@x.org" },
-    { "j.nospam at no.spam.x dot org.invalid", "j@x.org" },
+  struct { char const* written; char const* expected; } const rows[] = {
+    { "mailto:j@x.org", "j@x.org" },         { " MAILTO:mailto: j@x.org ", "j@x.org" }, { "j@x.org.invalid", "j@x.org" },
+    { "j@x.INVALID.invalid", "j@x" },        { "j at x dot org", "j@x.org" },           { "j (at) x [dot] org", "j@x.org" },
+    { "j<AT>x{DOT}co{dot}uk", "j@x.co.uk" }, { "j dot doe at x.org", "j.doe@x.org" },   { "j_at_x_dot_org", "j@x.org" },
+    { "j -at- x -dot- org", "j@x.org" },      { "polka-dot-dress at x dot org", "polka-dot-dress@x.org" },
+    { "j@x dot org", "j@x.org" },             { "j.NOSPAM@x.org", "j@x.org" },
+    { "NO_SPAM.j@x.org", "j@x.org" },         { "j+n0spam@x.org", "j@x.org" },
+    { "j[N0-SPAM]@x.org", "j@x.org" },        { "j-NOSPAM.doe@x.org", "j.doe@x.org" },
+    { "j.[NOSPAM]doe@x.org", "j.doe@x.org" }, { "j@NOSPAM.x.org", "j@x.org" },
+    { "j@x_REMOVE_THIS_.org", "j@x.org" },    { "j@x.org.REM0VETHIS", "j@x.org" },
+    { "j@x.NO.NOSPAM.SPAM.org", "j@x.org" },  { "j.nospam at no.spam.x dot org.invalid", "j@x.org" },
     { "nospam@REMOVE-THIS.x.org", "nospam@x.org" },
   };
   for (auto const& row : rows) {
@@ -191,16 +143,12 @@ TEST(Address, KeepsWhatNeedsNothing) {
 }
 
 TEST(Address, ReformattingTwiceChangesNothing) {
-  char const* const pieces[] = { "a", "NO", "SPAM", "NOSPAM", "at", "dot", ".", "@", " ", "[", "]", "-", ".invalid", "mailto:" };
-  constexpr std::size_t count = std::size(pieces);
-  for (std::size_t number = 0; number < 50'000; ++number) {
-    std::string text;
-    for (std::size_t rest = number * 7919; rest != 0; rest /= count)
-      text += pieces[rest % count];
+  std::vector<std::string> const pieces = { "a", "NO", "SPAM", "NOSPAM", "at", "dot", ".", "@", " ", "[", "]", "-", ".invalid", "mailto:" };
+  test::for_some_texts(pieces, 400'000'000, 7919, [](std::string const& text) {
     std::string const once = reformat_address_string(text);
     EXPECT_EQ(reformat_address_string(once), once) << text;
     EXPECT_LE(once.size(), text.size()) << text;
-  }
+  });
 }
 
 // Floods are read to their end.
@@ -215,17 +163,12 @@ TEST(Address, FloodsHideNoAddress) {
   }
 }
 
-// Every string of up to six bytes over the bytes that mean something: no read past the end, no endless loop.
-TEST(Address, EveryShortString) {
-  std::string_view const bytes = "a@<>(\"' ,\\";
-  std::string text;
-  for (int number = 0; number < 1'000'000; number += 7) {
-    text.clear();
-    for (int rest = number; rest != 0; rest /= 10)
-      text += bytes[static_cast<std::size_t>(rest % 10)];
+// Strings of up to six bytes that mean something: no read past the end, no endless loop.
+TEST(Address, ShortStrings) {
+  test::for_some_texts({ "a", "@", "<", ">", "(", "\"", "'", " ", ",", "\\" }, 1'000'000, 7, [](std::string const& text) {
     elements(text);
     name_and_address(text);
-  }
+  });
 }
 
 }  // namespace kel::header
