@@ -4,25 +4,14 @@
 
 namespace kel {
 
-namespace {
-
 using namespace std::literals;
 
 TEST(HeaderString, OrdersByCommonBytesThenByLength) {
-  struct {
-    char const* name;
-    std::string_view a, b;
-    int order, order_without_case;
-  } const rows[] = {
-    { "equal", "to", "to", 0, 0 },
-    { "case", "To", "to", -1, 0 },
-    { "shorter first", "to", "tox", -1, -1 },
-    { "longer last", "tox", "to", 1, 1 },
-    { "bytes before length", "tz", "tox", 1, 1 },
-    { "8-bit bytes are above ASCII", "\xE9", "z", 1, 1 },
-    { "nothing counts behind a zero byte", "a\0b"sv, "a\0c"sv, 0, 0 },
-    { "but the lengths do", "a\0b"sv, "a\0cd"sv, -1, -1 },
-    { "only ASCII has case", "\xC4", "\xE4", -1, -1 },
+  struct { char const* name; std::string_view a, b; int order, order_without_case; } const rows[] = {
+    { "equal", "to", "to", 0, 0 }, { "case", "To", "to", -1, 0 }, { "shorter first", "to", "tox", -1, -1 },
+    { "longer last", "tox", "to", 1, 1 },                  { "bytes before length", "tz", "tox", 1, 1 },
+    { "8-bit bytes are above ASCII", "\xE9", "z", 1, 1 },  { "nothing counts behind a zero byte", "a\0b"sv, "a\0c"sv, 0, 0 },
+    { "but the lengths do", "a\0b"sv, "a\0cd"sv, -1, -1 }, { "only ASCII has case", "\xC4", "\xE4", -1, -1 },
   };
   auto const sign = [](int order) { return (order > 0) - (order < 0); };
   for (auto const& row : rows) {
@@ -48,13 +37,8 @@ TEST(HeaderString, SamePositionMeansEqualWhateverTheLength) {
 TEST(HeaderString, NullIsNoString) {
   header_string_t view = to_hstring("x"sv);
   view.reset();
-  EXPECT_TRUE(view == header_string_t());
-  EXPECT_TRUE(view != std::string());
-  EXPECT_TRUE(view != "");
-  EXPECT_TRUE(to_hstring("x"sv) != view);
+  EXPECT_TRUE(view == header_string_t() && view != std::string() && view != "" && to_hstring("x"sv) != view);
   EXPECT_TRUE(to_hstring("ab"sv) == "ab");
 }
-
-}  // namespace
 
 }  // namespace kel

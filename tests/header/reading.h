@@ -44,13 +44,11 @@ struct block_t {
   }
 };
 
-inline std::unique_ptr<block_t> read_block(std::string_view text, std::string const& charset = "",
-                                           std::string const& guess = "") {
+inline std::unique_ptr<block_t> read_block(std::string_view text, std::string const& charset = "", std::string const& guess = "") {
   auto block = std::make_unique<block_t>();
   exact_copy_t const bytes(text);
   auto const guess_charset = [&] { return guess; };
-  char const* const body =
-      parse_headers(bytes.begin(), bytes.end(), block->pairs, block->errors, charset, guess_charset);
+  char const* const body = parse_headers(bytes.begin(), bytes.end(), block->pairs, block->errors, charset, guess_charset);
   block->body = static_cast<std::size_t>(body - bytes.begin());
   return block;
 }
