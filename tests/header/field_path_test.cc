@@ -7,22 +7,13 @@
 namespace kel {
 
 TEST(FieldPath, TextsAndTheirComponents) {
-  struct {
-    char const* name;
-    char const* text;
-    field_path_t expected;
-  } const rows[] = {
+  struct { char const* name; char const* text; field_path_t expected; } const rows[] = {
     { "empty text", "", {} },
-    { "four components", "content-type.parameter.split.boundary", { "content-type", "parameter", "split", "boundary" }
-      },
-    { "dot at the end adds nothing", "a.", { "a" } },
-    { "dot at the beginning", ".split", { "", "split" } },
-    { "two dots", "a..b", { "a", "", "b" } },
-    { "dots in quotes", "x.'a.b'.y", { "x", "a.b", "y" } },
-    { "quotes at the end", "x.'a.b'", { "x", "a.b" } },
-    { "byte after the quote is always taken", "''.b'", { "'.b" } },
-    { "no closing quote", "x.'a.b", { "x", "a.b" } },
-    { "a quote alone", "'", { "" } },
+    { "four components", "content-type.parameter.split.boundary", { "content-type", "parameter", "split", "boundary" } },
+    { "dot at the end adds nothing", "a.", { "a" } },   { "dot at the beginning", ".split", { "", "split" } },
+    { "two dots", "a..b", { "a", "", "b" } },           { "dots in quotes", "x.'a.b'.y", { "x", "a.b", "y" } },
+    { "quotes at the end", "x.'a.b'", { "x", "a.b" } }, { "byte after the quote is always taken", "''.b'", { "'.b" } },
+    { "no closing quote", "x.'a.b", { "x", "a.b" } },   { "a quote alone", "'", { "" } },
     { "quote inside plain text", "a'b.c", { "a'b", "c" } },
   };
   for (auto const& row : rows)

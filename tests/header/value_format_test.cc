@@ -49,19 +49,11 @@ TEST(ValueFormat, DatesForDisplay) {
 // The clock may go on between the two looks at it, so no row is near the end of its unit.
 TEST(ValueFormat, RelativeDates) {
   constexpr std::int64_t hour = 3600, day = 24 * hour;
-  struct {
-    char const* name;
-    std::int64_t seconds_ago;
-    char const* expected;
-  } const rows[] = {
-    { "now", 0, "unknown" },
-    { "one hour falls through", hour + 30 * 60 + 2, "90 minutes ago" },
-    { "minutes", 5 * 60 + 2, "5 minutes ago" },
-    { "one day falls through", day + 3 * hour + 2, "27 hours ago" },
-    { "days", 5 * day + hour, "5 days ago" },
-    { "one month falls through", 34 * day + hour, "34 days ago" },
-    { "years", 800 * day, "2 years ago" },
-    { "some seconds ahead", -30, "unknown" },
+  struct { char const* name; std::int64_t seconds_ago; char const* expected; } const rows[] = {
+    { "now", 0, "unknown" }, { "one hour falls through", hour + 30 * 60 + 2, "90 minutes ago" },
+    { "minutes", 5 * 60 + 2, "5 minutes ago" }, { "one day falls through", day + 3 * hour + 2, "27 hours ago" },
+    { "days", 5 * day + hour, "5 days ago" },   { "one month falls through", 34 * day + hour, "34 days ago" },
+    { "years", 800 * day, "2 years ago" },      { "some seconds ahead", -30, "unknown" },
     { "the future", -2 * hour, "future time" },
   };
   for (auto const& row : rows)
