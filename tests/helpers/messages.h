@@ -44,6 +44,13 @@ inline std::string content_of(std::filesystem::path const& path) {
   return { std::istreambuf_iterator<char>(file), {} };
 }
 
+inline std::string with_cr_lf(std::string_view text) {
+  std::string result;
+  for (char const c : text)
+    result += c == '\n' ? "\r\n" : std::string(1, c);
+  return result;
+}
+
 // The files with messages below a folder of the tests; never so few that a law over them says nothing.
 inline std::vector<std::filesystem::path> message_files(std::string const& folder = "/messages") {
   std::vector<std::filesystem::path> found;
