@@ -31,12 +31,8 @@ struct credentials_t {
   std::shared_ptr<X509> certificate;
   std::shared_ptr<EVP_PKEY> key;
 
-  std::string pem() const {
-    return written([&](BIO* out) { PEM_write_bio_X509(out, certificate.get()); });
-  }
-  std::string der() const {
-    return written([&](BIO* out) { i2d_X509_bio(out, certificate.get()); });
-  }
+  std::string pem() const { return written([&](BIO* out) { PEM_write_bio_X509(out, certificate.get()); }); }
+  std::string der() const { return written([&](BIO* out) { i2d_X509_bio(out, certificate.get()); }); }
   std::string key_pem(std::string const& passphrase = "") const {
     return written([&](BIO* out) {
       PEM_write_bio_PKCS8PrivateKey(out, key.get(), passphrase.empty() ? nullptr : EVP_aes_256_cbc(), passphrase.data(),
