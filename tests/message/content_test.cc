@@ -68,10 +68,8 @@ TEST(Content, ChoosesTypeAndEncoding) {
 
 TEST(Content, DependsOnTheParent) {
   struct { char const* type; char const* subtype; char const* text; char const* content_type; char const* encoding; } const rows[] = {
-    { "multipart", "signed", "a", "text/plain", "" },
-    { "application", "pkcs7-mime", "a", "text/plain", "" },
-    { "multipart", "encrypted", "a \n", "", "" },
-    { "multipart", "encrypted", "\xc3\xbc", "text/plain; charset=utf-8", "8bit" },
+    { "multipart", "signed", "a", "text/plain", "" }, { "application", "pkcs7-mime", "a", "text/plain", "" },
+    { "multipart", "encrypted", "a \n", "", "" }, { "multipart", "encrypted", "\xc3\xbc", "text/plain; charset=utf-8", "8bit" },
   };
   for (auto const& row : rows) {
     body_part_t root;
