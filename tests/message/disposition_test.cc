@@ -17,8 +17,7 @@ std::string disposition_of(std::string const& headers, std::string const& body) 
 
 TEST(Disposition, IsDecidedForDisplay) {
   struct { char const* name; char const* headers; char const* expected; } const rows[] = {
-    { "no headers at all", "X: y", "inline" },
-    { "text with a name", "Content-Type: text/plain; name=a.txt", "attachment" },
+    { "no headers at all", "X: y", "inline" }, { "text with a name", "Content-Type: text/plain; name=a.txt", "attachment" },
     { "text with a name, inline", "Content-Type: text/x-patch; name=a\nContent-Disposition: INLINE; filename=a", "inline" },
     { "text as attachment", "Content-Disposition: Attachment", "attachment" },
     { "unknown word", "Content-Disposition: form-data", "attachment" },
@@ -39,15 +38,11 @@ TEST(Disposition, IsDecidedForDisplay) {
 TEST(Disposition, OfPDFByItsPages) {
   std::string const page = "<< /Type /Page >>\n", pages = "<< /Type /Pages /Count 2 >>\n";
   struct { char const* name; std::string body; char const* expected; } const rows[] = {
-    { "one page", pages + page, "inline" },
-    { "two pages", pages + page + page, "attachment" },
-    { "without blanks", "/Type/Page/x/Type/Page>>", "attachment" },
-    { "many blanks", repeated("/Type\r\n \t/Page\n", 2), "attachment" },
+    { "one page", pages + page, "inline" }, { "two pages", pages + page + page, "attachment" },
+    { "without blanks", "/Type/Page/x/Type/Page>>", "attachment" }, { "many blanks", repeated("/Type\r\n \t/Page\n", 2), "attachment" },
     { "other types", "/Type/Pages/Type/PageLabel /Type /Catalog/Type", "inline" },
-    { "type before type", "/Type/Type/Page /Type/Type/Page ", "attachment" },
-    { "cut off", page + "/Type/Page", "inline" },
-    { "compressed", "\x78\x9C\x01", "inline" },
-    { "empty", "", "inline" },
+    { "type before type", "/Type/Type/Page /Type/Type/Page ", "attachment" }, { "cut off", page + "/Type/Page", "inline" },
+    { "compressed", "\x78\x9C\x01", "inline" }, { "empty", "", "inline" },
     { "flood", repeated("/Type   ", 100'000) + repeated("/Type/Pages", 100'000), "inline" },
   };
   for (auto const& row : rows) {

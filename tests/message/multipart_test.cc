@@ -36,17 +36,14 @@ TEST(ParseSubparts, CutsAtDelimiterLines) {
     { "the part keeps all line feeds but the last", "\n--b\none\n\n--b--\n", "[][one\n][]" },
     { "blanks behind delimiters", "\n--b \t\none\n--b-- \n", "[][one][]" },
     { "a longer boundary is content", "\n--b\n--bb\n--b--x\n--b--\n", "[][--bb\n--b--x][]" },
-    { "no closing delimiter", "\n--b\none\n", "[][one\n][]" + unclosed },
-    { "no delimiter", "text\n", "[text\n][]" + unclosed },
+    { "no closing delimiter", "\n--b\none\n", "[][one\n][]" + unclosed }, { "no delimiter", "text\n", "[text\n][]" + unclosed },
     { "closing delimiter at the very end", "\n--b\none\n--b--", "[][one][]" + no_line_feed },
     { "delimiter as the last bytes does not count", "\n--b\none\n--b", "[][one\n--b][]" + unclosed },
     { "blanks up to the end do not count", "\n--b\none\n--b-- ", "[][one\n--b-- ][]" + unclosed },
     { "no preamble", "--b\none\n--b--\n", "[][one][]" + no_preamble },
     { "the line behind a delimiter is content", "\n--b\n--b--\n", "[][--b--\n][]" + unclosed },
-    { "only a closing delimiter", "\n--b--\ntext", "[][text]" },
-    { "case matters", "\n--B\none\n--b--\n", "[\n--B\none][]" },
-    { "nothing follows the closing delimiter", "\n--b\n1\n--b--\n--b\n2\n--b--\n", "[][1][--b\n2\n--b--\n]" },
-    { "empty body", "", "" },
+    { "only a closing delimiter", "\n--b--\ntext", "[][text]" }, { "case matters", "\n--B\none\n--b--\n", "[\n--B\none][]" },
+    { "nothing follows the closing delimiter", "\n--b\n1\n--b--\n--b\n2\n--b--\n", "[][1][--b\n2\n--b--\n]" }, { "empty body", "", "" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(split(row.body, "b"), row.expected) << row.name;
