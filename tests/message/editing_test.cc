@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 
 #include <kel/preferences.h>
-#include <kelmime/body.h>
 #include <kelmime/limits.h>
-#include <helpers/describe.h>
+#include <helpers/messages.h>
+#include <helpers/repeated.h>
 #include <helpers/surroundings.h>
 
 namespace kel {
@@ -18,26 +15,16 @@ namespace {
 variable_guard_t const without_gnupg("PW_GPG", "/nowhere/gpg");
 
 using test::describe;
+using test::leaf;
 using test::message_of;
-
-std::string leaf(std::string const& type, std::string const& body, std::string const& headers = "") {
-  return "Content-Type: " + type + "\n" + headers + "\n" + body;
-}
-
-// A multipart around parts; its boundary is longer than those inside.
-std::string multipart(std::string const& subtype, std::vector<std::string> const& parts, std::string const& headers = "") {
-  std::string boundary = "b";
-  for (std::string const& part : parts)
-    boundary += std::string(part.size() % 40, 'b');
-  std::string text = "Content-Type: multipart/" + subtype + "; boundary=" + boundary + "\n" + headers + "\n";
-  for (std::string const& part : parts)
-    text += "\n--" + boundary + "\n" + part;
-  return text + "\n--" + boundary + "--\n";
-}
+using test::multipart;
+using test::read_again;
+using test::written;
 
 std::string const text = leaf("text/plain", "text"), png = leaf("image/png", "image"), pdf = leaf("application/pdf", "pdf");
 std::string const signature = leaf("application/pgp-signature", "sig"), data = leaf("application/octet-stream", "data");
 std::string const control = leaf("application/pgp-encrypted", "Version: 1\n");
+std::string const encoded = leaf("multipart/mixed; boundary=c", "Ci0tYwoKaW4gYmFzZTY0Ci0tYy0tCg==\n", "Content-Transfer-Encoding: base64\n");
 std::string const two_files = multipart("mixed", { text, png, pdf });
 std::string const two_files_described = "multipart/mixed[text/plain(4) image/png(5) application/pdf(3)]";
 std::string const signed_files = multipart("signed", { two_files, signature }), encrypted = multipart("encrypted", { control, data });
@@ -56,40 +43,25 @@ void add_content(body_part_t& part, std::string_view content) {
   EXPECT_TRUE(bytes.empty());
 }
 
-void number(body_part_t& part, int& next) {
-  part.set_id(next++);
-  for (body_part_t& child : part.subparts())
-    number(child, next);
-}
-
-// Identifiers in document order, from 1.
-std::shared_ptr<body_part_t> numbered(std::string_view bytes) {
+// Identifiers in document order, from 1. In the part that is opened two_files appears, as by decryption.
+std::shared_ptr<body_part_t> numbered(std::string_view bytes, char const* opened = nullptr) {
   auto message = message_of(bytes);
-  int next = 1;
-  number(*message, next);
+  if (opened)
+    add_content(at(*message, opened), two_files);
+  std::vector<body_part_t*> all;
+  message->filter_body_parts(all, [](body_part_t&) { return true; });
+  for (std::size_t i = 0; i < all.size(); ++i)
+    all[i]->set_id(static_cast<int>(i) + 1);
   return message;
 }
 
-std::string written(body_part_t& part) {
-  std::vector<char> bytes;
-  part.generate_rfc822(std::back_inserter(bytes));
-  return { bytes.begin(), bytes.end() };
-}
-
-std::shared_ptr<body_part_t> read_again(body_part_t& part) {
-  return message_of(written(part));
-}
-
 struct tree_t {
-  std::string type;
-  std::string content;
+  std::string type, content;
   std::vector<tree_t> children;
 };
 
 tree_t tree_of(body_part_t& part) {
-  tree_t tree = { part.mime_type(), "", {} };
-  if (part.subparts().empty() && !part.is_multi_part())
-    tree.content = part.decoded_body();
+  tree_t tree = { part.mime_type(), std::string(part.decoded_body()), {} };
   for (body_part_t& child : part.subparts())
     tree.children.push_back(tree_of(child));
   return tree;
@@ -110,25 +82,16 @@ std::string outline(body_part_t& part) {
 }
 
 TEST(Editing, FindsAttachments) {
-  struct {
-    char const* name;
-    std::string message;
-    char const* opened;  // the part that two_files is added to, as decryption does
-    char const* container;  // null: none
-    std::size_t attachments;
-  } const rows[] = {
-    { "mixed", two_files, nullptr, "", 2 },
-    { "related", multipart("related", { text, png }), nullptr, "", 1 },
-    { "empty mixed", "Content-Type: multipart/mixed; boundary=b\n\n", nullptr, "", 0 },
-    { "alternative", multipart("alternative", { text, png }), nullptr, nullptr, 0 },
-    { "plain", text, nullptr, nullptr, 0 },
-    { "signed", signed_files, nullptr, "0", 2 },
-    { "signed text", multipart("signed", { text, signature }), nullptr, nullptr, 0 },
+  // `opened` is the part that two_files is added to, as decryption does; without a container there are no attachments.
+  struct { char const* name; std::string message; char const* opened; char const* container; std::size_t attachments; } const rows[] = {
+    { "mixed", two_files, nullptr, "", 2 }, { "related", multipart("related", { text, png }), nullptr, "", 1 },
+    { "empty mixed", leaf("multipart/mixed; boundary=b", ""), nullptr, "", 0 },
+    { "alternative", multipart("alternative", { text, png }), nullptr, nullptr, 0 }, { "plain", text, nullptr, nullptr, 0 },
+    { "signed", signed_files, nullptr, "0", 2 }, { "signed text", multipart("signed", { text, signature }), nullptr, nullptr, 0 },
     { "signed, a part too many", multipart("signed", { two_files, signature, png }), nullptr, nullptr, 0 },
     { "signed, alone", multipart("signed", { two_files }), nullptr, nullptr, 0 },
     { "a footer beside a signed part", multipart("mixed", { signed_files, text }), nullptr, "", 1 },
-    { "decrypted", encrypted, "1", "1.0", 2 },
-    { "not decrypted", encrypted, nullptr, nullptr, 0 },
+    { "decrypted", encrypted, "1", "1.0", 2 }, { "not decrypted", encrypted, nullptr, nullptr, 0 },
     { "encrypted, a part too many", multipart("encrypted", { control, data, png }), "1", nullptr, 0 },
     { "S/MIME", leaf("application/pkcs7-mime", "data"), "", "0", 2 },
     { "S/MIME of old", leaf("application/X-PKCS7-MIME", "data"), "", "0", 2 },
@@ -148,35 +111,22 @@ TEST(Editing, FindsAttachments) {
   EXPECT_EQ(numbered(two_files)->get_attachment_id(1), 4);
 }
 
+// More of them are deleted by the law at the end.
 TEST(Editing, DeletesParts) {
-  std::string const nested = multipart("mixed", { multipart("alternative", { text, png }), pdf });
-  struct {
-    char const* name;
-    std::string message;
-    char const* part;
-    std::size_t index;
-    char const* expected;
-  } const rows[] = {
-    { "first of three", two_files, "", 0, "multipart/mixed[image/png(image) application/pdf(pdf) ]" },
-    { "last of three", two_files, "", 2, "multipart/mixed[text/plain(text) image/png(image) ]" },
-    { "second of two", multipart("mixed", { text, png }), "", 1, "text/plain(text)" },
-    { "only one", multipart("mixed", { text }), "", 0, "multipart/mixed[]" },
-    { "in a child", nested, "0", 0, "multipart/mixed[image/png(image) application/pdf(pdf) ]" },
-    { "a multipart is left", nested, "", 1, "multipart/alternative[text/plain(text) image/png(image) ]" },
-    { "a message is left", multipart("mixed", { leaf("message/rfc822", two_files), png }), "", 1,
-      "message/rfc822[multipart/mixed[text/plain(text) image/png(image) application/pdf(pdf) ] ]" },
-    { "a signature", signed_files, "", 1,
-      "multipart/mixed[text/plain(text) image/png(image) application/pdf(pdf) ]" },
-    { "encrypted", encrypted, "", 0, "application/octet-stream(data)" },
+  struct { char const* name; std::string message; std::size_t index; char const* expected; } const rows[] = {
+    { "first of three", two_files, 0, "multipart/mixed[image/png(image) application/pdf(pdf) ]" },
+    { "only one", multipart("mixed", { text }), 0, "multipart/mixed[]" },
+    { "a message is left", multipart("mixed", { leaf("message/rfc822", text), png }), 1, "message/rfc822[text/plain(text) ]" },
+    { "a signature", signed_files, 1, "multipart/mixed[text/plain(text) image/png(image) application/pdf(pdf) ]" },
+    { "encrypted", encrypted, 0, "application/octet-stream(data)" },
   };
   for (auto const& row : rows) {
     auto const message = message_of("Subject: s\n" + row.message);
-    body_part_t& part = at(*message, row.part);
-    part.set_preferred_subpart(part.num_subparts() - 1);
-    part.delete_subpart_with_index(row.index);
+    message->set_preferred_subpart(message->num_subparts() - 1);
+    message->delete_subpart_with_index(row.index);
     EXPECT_EQ(outline(*message), row.expected) << row.name;
-    EXPECT_TRUE(part.has_changed() && part.raw_data().empty() && part.get_deleted_subparts().empty()) << row.name;
-    EXPECT_LE(part.get_preferred_subpart(), part.num_subparts()) << row.name;
+    EXPECT_TRUE(message->has_changed() && message->raw_data().empty() && message->get_deleted_subparts().empty()) << row.name;
+    EXPECT_LE(message->get_preferred_subpart(), message->num_subparts()) << row.name;
     auto const again = read_again(*message);
     EXPECT_EQ(outline(*again), row.expected) << row.name << written(*message);
     EXPECT_EQ(again->get_header("subject", ""), "s") << row.name;
@@ -188,31 +138,19 @@ TEST(Editing, DeletesParts) {
 }
 
 TEST(Editing, DeletesAttachments) {
-  struct {
-    char const* name;
-    std::string message;
-    char const* opened;
-    int id;
-    char const* expected;
-  } const rows[] = {
+  struct { char const* name; std::string message; char const* opened; int id; char const* expected; } const rows[] = {
     { "mixed", two_files, nullptr, 3, "multipart/mixed[text/plain(4) application/pdf(3)]" },
-    { "signed", signed_files, nullptr, 4,
-      "multipart/signed[multipart/mixed[text/plain(4) application/pdf(3)] application/pgp-signature(3)]" },
+    { "signed", signed_files, nullptr, 4, "multipart/signed[multipart/mixed[text/plain(4) application/pdf(3)] application/pgp-signature(3)]" },
     { "signed, the last one", multipart("signed", { multipart("mixed", { text, png }), signature }), nullptr, 4,
       "multipart/signed[text/plain(4) application/pgp-signature(3)]" },
-    { "a footer beside a signed part", multipart("mixed", { signed_files, text, png }), nullptr, 8,
-      "multipart/mixed[multipart/signed[multipart/mixed[text/plain(4) image/png(5) application/pdf(3)] "
-      "application/pgp-signature(3)] image/png(5)]" },
+    { "a footer beside a signed part", multipart("mixed", { multipart("signed", { text, signature }), text, png }), nullptr, 5,
+      "multipart/mixed[multipart/signed[text/plain(4) application/pgp-signature(3)] image/png(5)]" },
     { "decrypted", encrypted, "1", 6,
       "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[multipart/mixed[text/plain(4) application/pdf(3)]]]" },
     { "S/MIME", leaf("application/x-pkcs7-mime", "data"), "", 5, "application/x-pkcs7-mime[multipart/mixed[text/plain(4) image/png(5)]]" },
   };
   for (auto const& row : rows) {
-    auto const message = message_of(row.message);
-    if (row.opened)
-      add_content(at(*message, row.opened), two_files);
-    int next = 1;
-    number(*message, next);
+    auto const message = numbered(row.message, row.opened);
     EXPECT_FALSE(message->has_body_part_changes()) << row.name;
     message->delete_attachment_with_id(row.id);
     EXPECT_EQ(describe(*message), row.expected) << row.name;
@@ -246,7 +184,6 @@ TEST(Editing, AbortsOnMisuse) {
 // What a deleted part was read as does not depend on the tree that it stood in.
 TEST(Editing, KeepsDeletedParts) {
   std::string const container = multipart("mixed", { leaf("text/plain", "\xC1"), png });
-  std::string const encoded = leaf("multipart/mixed; boundary=c", "Ci0tYwoKaW4gYmFzZTY0Ci0tYy0tCg==\n", "Content-Transfer-Encoding: base64\n");
   auto message = message_of(multipart("mixed", { container, encoded, pdf }, "X-Mailer: hints at koi8-r\n"));
   for (int const i : { 0, 1, 2 })
     message->subpart(static_cast<std::size_t>(i)).set_id(i);
@@ -254,8 +191,7 @@ TEST(Editing, KeepsDeletedParts) {
   message->delete_subpart_with_id(1);
   EXPECT_EQ(outline(*message), "application/pdf(pdf)");
   EXPECT_EQ(message->deleted_subpart_with_id(2).decoded_body(), "pdf") << "the part that the message collapsed into";
-  body_part_t first = message->deleted_subpart_with_id(0);
-  body_part_t second = message->deleted_subpart_with_id(1);
+  body_part_t first = message->deleted_subpart_with_id(0), second = message->deleted_subpart_with_id(1);
   EXPECT_EQ(message->deleted_subpart_with_id(0).subpart(0).parent(), &message->deleted_subpart_with_id(0));
   EXPECT_EQ(message->deleted_subpart_with_id(0).parent(), nullptr);
   message->expunge_subpart_with_id(1);
@@ -270,20 +206,13 @@ TEST(Editing, KeepsDeletedParts) {
 
 TEST(Editing, ReplacesPartsByWhatTheyHold) {
   std::string const headers = "Content-Description: the whole\nContent-Disposition: inline\nSubject: s\n";
-  struct {
-    char const* name;
-    std::string part;
-    char const* expected;
-    char const* hint = "";
-  } const rows[] = {
+  struct { char const* name; std::string part; char const* expected; char const* hint = ""; } const rows[] = {
     { "base64", leaf("text/plain; charset=iso-8859-1", "Z3L83w==\n", "Content-Transfer-Encoding: base64\n"), "text/plain(gr\xC3\xBC\xC3\x9F)" },
     { "a hint of its own", leaf("text/plain", "\xC1", "X-Mailer: Windows-1251\n"), "text/plain(\xD0\x91)" },
     { "a hint from above", leaf("text/plain", "\xC1"), "text/plain(\xD0\xB0)", "X-Info: koi8-r\n" },
     { "flowed", leaf("text/plain; format=flowed", "a \nb\n"), "text/plain(a b\n)" },
-    { "no content", leaf("text/plain", ""), "text/plain()" },
-    { "bytes", leaf("image/png", "a\r\nb"), "image/png(a\r\nb)" },
-    { "encoded multipart", leaf("multipart/mixed; boundary=c", "Ci0tYwoKaW4gYmFzZTY0Ci0tYy0tCg==\n", "Content-Transfer-Encoding: base64\n"),
-      "multipart/mixed[text/plain(in base64) ]" },
+    { "no content", leaf("text/plain", ""), "text/plain()" }, { "bytes", leaf("image/png", "a\r\nb"), "image/png(a\r\nb)" },
+    { "encoded multipart", encoded, "multipart/mixed[text/plain(in base64) ]" },
     { "encoded message", leaf("message/rfc822", "Subject: =3D\n\nbody=3D\n", "Content-Transfer-Encoding: quoted-printable\n"),
       "message/rfc822[text/plain(body=\n) ]" },
     { "a report", leaf("message/delivery-status", "Action: failed\n"), "message/delivery-status(Action: failed\n)" },
@@ -291,7 +220,6 @@ TEST(Editing, ReplacesPartsByWhatTheyHold) {
   for (auto const& row : rows) {
     for (bool const is_changed : { false, true }) {
       auto const message = message_of(multipart("mixed", { row.part, png }, headers + row.hint));
-      std::set<std::string> names;
       if (is_changed)
         message->subpart(0).set_header("x-new", "1");
       message->delete_subpart_with_index(1);
@@ -300,6 +228,7 @@ TEST(Editing, ReplacesPartsByWhatTheyHold) {
       EXPECT_FALSE(message->exists_header("content-disposition")) << row.name;
       EXPECT_EQ(message->get_header("subject", ""), "s") << row.name;
       EXPECT_NE(message->get_description(), "the whole") << row.name;
+      std::set<std::string> names;
       message->get_updated_headers(names);
       EXPECT_TRUE(names.contains("content-type") && !message->did_update_header("content-type")) << row.name;
       message->get_updated_headers(names);
@@ -388,16 +317,12 @@ TEST(Editing, InsertsParts) {
 
 // The parts that a copy keeps as deleted belong to the copy.
 TEST(Editing, CopiesOutliveTheirOriginals) {
-  body_part_t copy;
-  {
-    auto const message = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\nContent-Type: multipart/mixed; boundary=b\n\n"
-                                    "--b\n\n\xfc\n--b\n\n2\n--b--\n--a\n\n3\n--a\n\n4\n--a--\n");
-    message->subpart(0).set_id(7);
-    message->delete_subpart_with_id(7);
-    copy = *message;
-  }
+  auto message = numbered(multipart("mixed", { multipart("mixed", { "\n\xfc", "\n2" }), "\n3", "\n4" }));
+  message->delete_subpart_with_id(2);
+  body_part_t copy = *message;
+  message.reset();
   copy.detach();
-  body_part_t& deleted = copy.deleted_subpart_with_id(7);
+  body_part_t& deleted = copy.deleted_subpart_with_id(2);
   EXPECT_EQ(deleted.parent(), nullptr);
   EXPECT_EQ(deleted.subpart(1).parent(), &deleted);
   EXPECT_EQ(deleted.subpart(0).get_guessed_charset(), "");
@@ -405,22 +330,17 @@ TEST(Editing, CopiesOutliveTheirOriginals) {
 
 // What was decrypted into a child comes and goes; the data that it was decrypted from stays.
 TEST(Editing, KeepsTheDataOfLeaves) {
-  std::string const envelope = leaf("application/pkcs7-mime", "data"), encoded = leaf("application/pkcs7-mime", "ZGF0YQ==\n", "Content-Transfer-Encoding: base64\n");
-  for (std::string const& bytes : { envelope, encoded }) {
+  for (std::string const& bytes : { leaf("application/pkcs7-mime", "data"), leaf("application/pkcs7-mime", "ZGF0YQ==\n", "Content-Transfer-Encoding: base64\n") }) {
     for (auto const edit : { +[](body_part_t& part) { part.clear_subparts(); }, +[](body_part_t& part) { part.delete_subpart_with_index(0); },
                              +[](body_part_t& part) { part.delete_attachment_with_id(4); },
                              +[](body_part_t& part) { part.insert_subpart(0, "text", "plain", unset_string, "a", "a" + 1, false); } }) {
-      auto const message = message_of(bytes);
-      add_content(*message, two_files);
-      int next = 1;
-      number(*message, next);
+      auto const message = numbered(bytes, "");
       edit(*message);
       EXPECT_TRUE(message->raw_data().empty());
       EXPECT_EQ(message->decoded_body(), "data");
       EXPECT_EQ(read_again(*message)->decoded_body(), "data");
     }
-    auto const opened = message_of(bytes);
-    add_content(*opened, two_files);
+    auto const opened = numbered(bytes, "");
     opened->replace_with_body_part(opened->subpart(0));
     EXPECT_EQ(describe(*read_again(*opened)), two_files_described);
   }
@@ -440,18 +360,15 @@ TEST(Editing, WritesPushedParts) {
 
 // What is added counts on from the level where it comes in.
 TEST(Editing, AddedPartsAreNotNestedDeeper) {
-  std::string nested;
-  for (std::size_t i = 0; i < limits::nested_levels - 56; ++i)
-    nested += "Content-Type: message/rfc822\n\n";
-  auto const message = message_of(nested + pdf);
+  std::string const nested = repeated("Content-Type: message/rfc822\n\n", limits::nested_levels - 56) + pdf;
+  auto const message = message_of(nested);
   auto const innermost = [&] {
-    std::size_t level = 0;
-    body_part_t* part = message.get();
-    for (; part->num_subparts() > 0; part = &part->subpart(0))
-      ++level;
-    return std::pair(part, level);
+    std::pair<body_part_t*, std::size_t> found(message.get(), 0);
+    for (; found.first->num_subparts() > 0; ++found.second)
+      found.first = &found.first->subpart(0);
+    return found;
   };
-  add_content(*innermost().first, nested + pdf);
+  add_content(*innermost().first, nested);
   EXPECT_EQ(innermost().second, limits::nested_levels);
 }
 
@@ -493,19 +410,16 @@ void for_each_multipart(tree_t const& tree, std::string const& path, std::functi
 
 TEST(Editing, AnyPartCanBeDeletedFromAnyMessage) {
   std::size_t deletions = 0;
-  for (auto const& entry : std::filesystem::recursive_directory_iterator(KELMIME_TEST_DATA "/messages")) {
-    if (entry.path().extension() != ".eml")
-      continue;
-    std::ifstream file(entry.path(), std::ios::binary);
-    std::string const bytes{ std::istreambuf_iterator<char>(file), {} };
+  for (auto const& file : test::message_files()) {
+    std::string const bytes = test::content_of(file);
     tree_t const tree = tree_of(*message_of(bytes));
     for_each_multipart(tree, "", [&](std::string const& path, std::size_t count) {
       for (std::size_t i = 0; i < count; ++i, ++deletions) {
         auto const message = message_of(bytes);
         at(*message, path).delete_subpart_with_index(i);
         std::string const expected = outline(without(tree, path, i));
-        EXPECT_EQ(outline(*message), expected) << entry.path() << path << i;
-        EXPECT_EQ(outline(*read_again(*message)), expected) << entry.path() << path << i << written(*message);
+        EXPECT_EQ(outline(*message), expected) << file << path << i;
+        EXPECT_EQ(outline(*read_again(*message)), expected) << file << path << i << written(*message);
       }
     });
   }
