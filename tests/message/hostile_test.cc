@@ -6,21 +6,14 @@
 #include <functional>
 #include <thread>
 
-#include <kelmime/body.h>
 #include <kelmime/limits.h>
-#include <helpers/describe.h>
+#include <helpers/messages.h>
+#include <helpers/repeated.h>
 
 namespace kel {
 namespace {
 
 using test::message_of;
-
-std::string repeated(std::string const& text, std::size_t count) {
-  std::string result;
-  for (std::size_t i = 0; i < count; ++i)
-    result += text;
-  return result;
-}
 
 std::string nested_multiparts(int depth) {
   std::string text;
@@ -51,11 +44,15 @@ void with_small_stack(std::function<void()> const& run) {
   pthread_attr_destroy(&attributes);
 }
 
-std::size_t depth_of(body_part_t& part) {
-  std::size_t depth = 0;
-  for (body_part_t* at = &part; !at->subparts().empty(); at = &at->subpart(0))
-    ++depth;
-  return depth;
+body_part_t& innermost_of(body_part_t& part, std::size_t& depth) {
+  return part.subparts().empty() ? part : innermost_of(part.subpart(0), ++depth);
+}
+
+// The last record of the whole tree.
+std::string last_record_of(body_part_t& message) {
+  std::vector<mime_error_t> errors;
+  message.get_errors({}, errors);
+  return errors.empty() ? "" : errors.back().at("description");
 }
 
 TEST(Hostile, NestingStopsAtTheLimit) {
@@ -63,11 +60,11 @@ TEST(Hostile, NestingStopsAtTheLimit) {
   for (std::string const& text : { nested_multiparts(1000), nested_messages }) {
     with_small_stack([&] {
       auto const message = message_of(text);
-      EXPECT_EQ(depth_of(*message), limits::nested_levels);
+      std::size_t depth = 0;
+      innermost_of(*message, depth);
+      EXPECT_EQ(depth, limits::nested_levels);
       decode_text_bodies(*message);
-      std::vector<mime_error_t> errors;
-      message->get_errors({}, errors);
-      EXPECT_EQ(errors.back().at("description"), "Body parts are nested too deeply, this one is left as it stands");
+      EXPECT_EQ(last_record_of(*message), "Body parts are nested too deeply, this one is left as it stands");
       EXPECT_GE(message->num_errors(), 1u);
       EXPECT_EQ(message->raw_data(), text);
       body_part_t copy = *message;
@@ -84,27 +81,21 @@ TEST(Hostile, NestingStopsAtTheLimit) {
 TEST(Hostile, PartsStopAtTheLimit) {
   auto const message = message_of("Content-Type: multipart/mixed; boundary=b\n\n\n" + repeated("--b\n\nx\n", 20'000) + "--b--\n");
   EXPECT_EQ(message->num_subparts(), limits::parts_per_tree - 1);
-  EXPECT_EQ(test::records(*message),
-            (std::vector<std::string>{ "Too many body parts in this message, the further ones are not listed" }));
+  EXPECT_EQ(test::records(*message), (std::vector<std::string>{ "Too many body parts in this message, the further ones are not listed" }));
 }
 
 // Each level of quoted-printable decodes to a body of nearly the same size: without a budget 256 times the input.
 TEST(Hostile, DecodedBytesStopAtTheBudget) {
   std::string const text =
-      repeated("Content-Type: message/rfc822\nContent-Transfer-Encoding: quoted-printable\n\n", 255) +
-      std::string(4 << 20, 'x');
+      repeated("Content-Type: message/rfc822\nContent-Transfer-Encoding: quoted-printable\n\n", 255) + std::string(4 << 20, 'x');
   auto const message = message_of("Content-Type: message/rfc822\n\n" + text);
-  std::size_t const held = message->space_usage() - text.size();
-  EXPECT_LE(held, limits::decoded_factor * text.size() + limits::decoded_allowance);
-  std::vector<mime_error_t> errors;
-  message->get_errors({}, errors);
-  EXPECT_EQ(errors.back().at("description"), "The decoded message is too large for its size, this part is left as it stands");
-  body_part_t* innermost = message.get();
-  while (!innermost->subparts().empty())
-    innermost = &innermost->subpart(0);
-  std::size_t const raw_size = innermost->raw_body().size();
-  innermost->set_header("subject", "x");
-  EXPECT_EQ(innermost->decoded_body().size(), raw_size) << "an edit keeps the content whatever it costs";
+  EXPECT_LE(message->space_usage() - text.size(), limits::decoded_factor * text.size() + limits::decoded_allowance);
+  EXPECT_EQ(last_record_of(*message), "The decoded message is too large for its size, this part is left as it stands");
+  std::size_t depth = 0;
+  body_part_t& innermost = innermost_of(*message, depth);
+  std::size_t const raw_size = innermost.raw_body().size();
+  innermost.set_header("subject", "x");
+  EXPECT_EQ(innermost.decoded_body().size(), raw_size) << "an edit keeps the content whatever it costs";
 }
 
 TEST(Hostile, RepeatedHeadersAndManyFields) {
@@ -116,33 +107,29 @@ TEST(Hostile, RepeatedHeadersAndManyFields) {
 }
 
 TEST(Hostile, InjectsNothingIntoTheStandInBlock) {
-  auto const message = message_of(
-      "Content-Type: multipart/mixed; charset*=utf-8''x%0ASubject:%20spoof%0A%0A\n\nno delimiter here");
+  auto const message = message_of("Content-Type: multipart/mixed; charset*=utf-8''x%0ASubject:%20spoof%0A%0A\n\nno delimiter here");
   EXPECT_FALSE(message->subpart(0).exists_header("subject"));
   EXPECT_EQ(message->subpart(0).decoded_body(), "no delimiter here");
 }
 
 TEST(Hostile, TakesNoVirtualHeaderFromAMessage) {
   auto const message = message_of("##security-details: GOODSIG\nsecurity-generation-detail: x\n#flags: y\nTo: a@x\n\n");
-  EXPECT_FALSE(message->has_security_status() || message->exists_header("security-generation-detail") ||
-               message->exists_header("#flags"));
+  EXPECT_FALSE(message->has_security_status() || message->exists_header("security-generation-detail") || message->exists_header("#flags"));
   EXPECT_EQ(message->num_root_errors(), 3u);
 }
 
 TEST(Hostile, FloodsAreRead) {
-  struct {
-    char const* name;
-    std::string text;
-  } const rows[] = {
-    { "equals signs", "Content-Transfer-Encoding: quoted-printable\nSubject: " + std::string(1 << 20, '=') + "\n\n" + std::string(1 << 20, '=') },
-    { "openings of encoded words", "Subject: " + repeated("=?", 1 << 19) + "\n\n" },
-    { "comments", "Content-Type: " + std::string(1 << 20, '(') + "\nTo: " + std::string(1 << 20, '(') + "\nDate: 1 Jan 2024 " + std::string(1 << 20, '(') + "\n\n" },
-    { "commas", "To: " + std::string(1 << 20, ',') + "\n\n" },
-    { "angle brackets", "To: " + std::string(1 << 20, '<') + "@\n\n" },
-    { "escapes", "Content-Type: text/plain; charset=iso-2022-jp\nSubject: " + repeated("\x1B$", 1 << 19) + "\n\n" + repeated("\x1B$(Q\n", 1 << 17) },
-    { "blanks", "Subject: a" + std::string(1 << 20, ' ') + "b\n\n" + std::string(1 << 20, ' ') },
-    { "parameters", "Content-Type: text/plain" + repeated("; a*1*=b", 1 << 17) + "\n\n" },
-    { "one long token", "X: " + std::string(4 << 20, 'x') + "\n\n" + std::string(4 << 20, 'x') },
+  std::size_t const many = 1 << 19;
+  std::string const equals(2 * many, '='), blanks(2 * many, ' '), comments(2 * many, '('), token(8 * many, 'x');
+  struct { char const* name; std::string text; } const rows[] = {
+    { "equals signs", "Content-Transfer-Encoding: quoted-printable\nSubject: " + equals + "\n\n" + equals },
+    { "openings of encoded words", "Subject: " + repeated("=?", many) + "\n\n" },
+    { "comments", "Content-Type: " + comments + "\nTo: " + comments + "\nDate: 1 Jan 2024 " + comments + "\n\n" },
+    { "commas", "To: " + std::string(2 * many, ',') + "\n\n" }, { "angle brackets", "To: " + std::string(2 * many, '<') + "@\n\n" },
+    { "escapes", "Content-Type: text/plain; charset=iso-2022-jp\nSubject: " + repeated("\x1B$", many) + "\n\n" + repeated("\x1B$(Q\n", many / 4) },
+    { "blanks", "Subject: a" + blanks + "b\n\n" + blanks },
+    { "parameters", "Content-Type: text/plain" + repeated("; a*1*=b", many / 4) + "\n\n" },
+    { "one long token", "X: " + token + "\n\n" + token },
     { "a boundary of line feeds", "Content-Type: multipart/mixed; boundary*=utf-8''" + repeated("%0A--", 1 << 15) + "\n\n" + repeated("--\n", 1 << 16) },
     { "HTML alternatives", "Content-Type: multipart/alternative; boundary=b\n\n" + repeated("--b\nContent-Type: text/html\n\nx\n", 9'000) },
     { "one boundary everywhere", "Content-Type: multipart/mixed; boundary=b\n\n" + repeated("--b\nContent-Type: multipart/mixed; boundary=b\n\n", 20'000) },
@@ -160,22 +147,20 @@ TEST(Hostile, FloodsAreRead) {
 }
 
 TEST(Hostile, TwoThreadsMayStartCold) {
-  auto const read = [] {
+  auto const read = [](std::string& text) {
     auto const message = message_of("Subject: =?koi8-r?q?=C1?=\nDate: 1 Jan 2024 10:00:00 +0000\nTo: a@x, b@y\n\n\xC1");
     message->num_errors();
-    return message->get_header("subject", "") + message->get_header("date.#local", "") + message->get_suggested_filename();
+    text = message->get_header("subject", "") + message->get_header("date.#local", "") + message->get_suggested_filename();
   };
-  std::string first;
-  std::string second;
-  std::thread one([&] { first = read(); });
-  std::thread two([&] { second = read(); });
+  std::string first, second;
+  std::thread one([&] { read(first); }), two([&] { read(second); });
   one.join();
   two.join();
   EXPECT_EQ(first, second);
 }
 
 TEST(Hostile, CopiesMayLiveInTwoThreads) {
-  auto const message = message_of("Content-Type: multipart/mixed; boundary=b\n\n\n--b\n\n=41\n--b--\n");
+  auto const message = message_of(test::multipart("mixed", { "\n=41" }));
   body_part_t copy = *message;
   std::thread other([&] { copy.num_errors(); });
   message->num_errors();
