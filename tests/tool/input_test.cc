@@ -11,23 +11,16 @@
 
 namespace {
 
+using kel::test::with_cr_lf;
 using arguments_t = std::vector<std::string>;
 
 std::string message(std::string const& subject) {
   return "From: a@example.org\nSubject: " + subject + "\n\nbody\n";
 }
 
-std::string with_crlf(std::string_view text) {
-  std::string out;
-  for (char const c : text)
-    out += c == '\n' ? std::string("\r\n") : std::string(1, c);
-  return out;
-}
-
 // The subjects of everything that the arguments name, and the exit status.
-std::string subjects(arguments_t inputs, std::string_view standard_input = {}) {
-  inputs.insert(inputs.begin(), { "get", "subject", "--" });
-  auto const outcome = kelmime(inputs, standard_input);
+std::string subjects(arguments_t const& inputs, std::string_view standard_input = {}) {
+  auto const outcome = kelmime(joined({ "get", "subject", "--" }, inputs), standard_input);
   return outcome.out + std::to_string(outcome.status);
 }
 
@@ -42,25 +35,16 @@ TEST(Input, IsAnyKindOfMailStore) {
   std::string const one = scratch.file("one.eml", message("one"));
   std::string const two = scratch.file("two.eml", message("two"));
 
-  struct {
-    char const* name;
-    arguments_t inputs;
-    std::string standard_input;
-    std::string expected;
-  } const rows[] = {
-    { "file", { one }, "", "one\n0" },
-    { "standard input by default", {}, message("in"), "in\n0" },
-    { "standard input by name", { "-", one }, message("in"), "in\none\n0" },
-    { "CR LF", {}, with_crlf(message("in")), "in\n0" },
+  struct { char const* name; arguments_t inputs; std::string standard_input, expected; } const rows[] = {
+    { "file", { one }, "", "one\n0" }, { "standard input by default", {}, message("in"), "in\n0" },
+    { "standard input by name", { "-", one }, message("in"), "in\none\n0" }, { "CR LF", {}, with_cr_lf(message("in")), "in\n0" },
     { "several files, in their order", { two, one }, "", "two\none\n0" },
     { "maildir, by name", { scratch.path("maildir") }, "", "first\nsecond\n0" },
     { "mbox", { data_path("archive.mbox") }, "", "one\ntwo\n0" },
-    { "mbox with CR LF", {}, with_crlf(content_of(data_path("archive.mbox"))), "one\ntwo\n0" },
+    { "mbox with CR LF", {}, with_cr_lf(content_of(data_path("archive.mbox"))), "one\ntwo\n0" },
     { "one message below a separator", {}, "From a@b Mon Jan  1 10:20:30 2024\n" + message("in"), "in\n0" },
-    { "no separator", {}, "From nobody we know\n" + message("in"), "in\n0" },
-    { "no file", { scratch.path("none"), one }, "", "one\n3" },
-    { "no maildir", { scratch.path("folder"), one }, "", "one\n3" },
-    { "no value", { scratch.path("empty") }, "", "1" },
+    { "no separator", {}, "From nobody we know\n" + message("in"), "in\n0" }, { "no file", { scratch.path("none"), one }, "", "one\n3" },
+    { "no maildir", { scratch.path("folder"), one }, "", "one\n3" }, { "no value", { scratch.path("empty") }, "", "1" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(subjects(row.inputs, row.standard_input), row.expected) << row.name;
@@ -75,11 +59,7 @@ TEST(Input, SaysWhatCannotBeRead) {
 
 TEST(Input, MboxMessagesAreWholeAndUnquoted) {
   auto const outcome = kelmime({ "extract", "--part", "1", "--stdout", data_path("archive.mbox") });
-  EXPECT_EQ(outcome.out,
-            "From here on it is one paragraph, not a message.\n"
-            "From the writer's quoting.\n"
-            ">From twice.\n"
-            "second\n");
+  EXPECT_EQ(outcome.out, "From here on it is one paragraph, not a message.\nFrom the writer's quoting.\n>From twice.\nsecond\n");
 }
 
 TEST(Input, CarriageReturnsOfALineFeedMessageStay) {
@@ -89,12 +69,7 @@ TEST(Input, CarriageReturnsOfALineFeedMessageStay) {
 
 TEST(Get, PartsPathsFromInputs) {
   std::string const plain = data_path("plain.eml");
-  struct {
-    char const* name;
-    arguments_t arguments;
-    char const* expected;
-    int status;
-  } const rows[] = {
+  struct { char const* name; arguments_t arguments; char const* expected; int status; } const rows[] = {
     { "one value", { "from.address", plain }, "ann@example.org\n", 0 },
     { "many values", { "to.split.address", plain }, "bob@example.net\ncarol@example.net\n", 0 },
     { "several paths", { "subject", "from.address", plain }, "Caf\xc3\xa9 at noon\nann@example.org\n", 0 },
@@ -102,13 +77,10 @@ TEST(Get, PartsPathsFromInputs) {
     { "short form", { "content-type.parameter.charset", "--", plain }, "iso-8859-1\n", 0 },
     { "one of two is missing", { "subject", "bcc", "--", plain }, "Caf\xc3\xa9 at noon\n", 1 },
     { "default", { "bcc", "--default", "nobody", plain }, "nobody\n", 0 },
-    { "missing file with a mail extension", { "subject", "missing.eml" }, "", 3 },
-    { "no path", {}, "", 2 },
+    { "missing file with a mail extension", { "subject", "missing.eml" }, "", 3 }, { "no path", {}, "", 2 },
   };
   for (auto const& row : rows) {
-    arguments_t arguments = row.arguments;
-    arguments.insert(arguments.begin(), "get");
-    auto const outcome = kelmime(arguments);
+    auto const outcome = kelmime(joined({ "get" }, row.arguments));
     EXPECT_EQ(outcome.out, row.expected) << row.name;
     EXPECT_EQ(outcome.status, row.status) << row.name;
   }
@@ -116,10 +88,8 @@ TEST(Get, PartsPathsFromInputs) {
 }
 
 TEST(CommandLine, ExplainsItself) {
-  EXPECT_EQ(kelmime({}).status, 2);
-  EXPECT_EQ(kelmime({ "frobnicate" }).status, 2);
-  EXPECT_EQ(kelmime({ "tree", "--frobnicate" }).status, 2);
-  EXPECT_EQ(kelmime({ "json", "--bodies=some" }).status, 2);
+  for (arguments_t const& arguments : { arguments_t{}, { "frobnicate" }, { "tree", "--frobnicate" }, { "json", "--bodies=some" } })
+    EXPECT_EQ(kelmime(arguments).status, 2);
   for (char const* const verb : { "show", "tree", "headers", "get", "json", "lint", "extract", "index" }) {
     auto const outcome = kelmime({ verb, "--help" });
     EXPECT_EQ(outcome.status, 0) << verb;
@@ -136,13 +106,12 @@ TEST(Lint, CountsHarmlessDeviationsAsNone) {
 }
 
 TEST(Output, EndsQuietlyWhenNobodyReads) {
-  std::string const command = std::string("sh -c '\"$1\" show \"$2\" \"$2\"; echo $? >&2' sh \"") + KELMIME_PROGRAM +
-                              "\" \"" + data_path("plain.eml") + "\" 2>\"";
   scratch_t const scratch;
-  ASSERT_EQ(std::system((command + scratch.path("err") + "\" | true").c_str()), 0);
-  EXPECT_EQ(content_of(scratch.path("err")), "0\n");
-  ASSERT_EQ(std::system((command + scratch.path("err") + "\" >/dev/full").c_str()), 0);
-  EXPECT_EQ(content_of(scratch.path("err")), "standard output: No space left on device\n3\n");
+  for (auto const& [reader, expected] : { std::pair(" | true", "0\n"), std::pair(" >/dev/full", "standard output: No space left on device\n3\n") }) {
+    std::string const command = "sh -c '\"$1\" show \"$2\" \"$2\"; echo $? >&2' sh \"" KELMIME_PROGRAM "\" \"" + data_path("plain.eml") + "\"";
+    ASSERT_EQ(std::system((command + " 2>\"" + scratch.path("err") + "\"" + reader).c_str()), 0);
+    EXPECT_EQ(content_of(scratch.path("err")), expected);
+  }
 }
 
 }  // namespace
