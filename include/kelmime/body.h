@@ -285,7 +285,8 @@ public:
   // instead of the newest ones that it had: resent-from, -to, -cc, -bcc, -date and -message-id, and no others. A multipart whose content happens to hold its delimiter line gets a new boundary.
   void generate_rfc822(message_inserter_t out);
 
-  // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone.
+  // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone. A draft that
+  // could not be signed or encrypted stays as it is.
   void generate_rfc822();
 
   // The header lines without the empty line behind them: those of RFC 5322 and MIME in their usual order, then the others

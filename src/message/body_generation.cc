@@ -190,11 +190,16 @@ void body_part_t::generate_rfc822(message_inserter_t out) {
 void body_part_t::generate_rfc822() {
   std::vector<char> bytes;
   generate_rfc822(std::back_inserter(bytes));
+  std::string const failure = get_header("security-generation-detail", unset_string);
+  if (_needs_sealing && failure != unset_string)
+    return;  // what could not be sealed was not written
   body_part_t* const parent = _parent;
   std::size_t const level = _level;
   init(bytes);
   _parent = parent;
   _level = level;
+  _needs_sealing = false;
+  store_header("security-generation-detail", failure);
 }
 
 void body_part_t::generate_rfc822_headers(message_inserter_t out) {

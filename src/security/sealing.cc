@@ -92,8 +92,9 @@ void body_part_t::seal() {
 
 // Why it failed; empty for success.
 std::string body_part_t::sealed_with_openpgp(std::string const& level, std::string_view entity, std::string& output) {
-  gpg_people_t const people = { get_header("from.address", ""), addresses(*this, "to"), addresses(*this, "cc"),
-                                addresses(*this, "bcc") };
+  body_part_t& message = message_root();
+  gpg_people_t const people = { message.get_header("from.address", ""), addresses(message, "to"),
+                                addresses(message, "cc"), addresses(message, "bcc") };
   auto const arguments = gpg_arguments(level, people, get_header("content-type.parameter.split.micalg", ""));
   std::string status;
   if (!arguments || !run_gpg(*arguments, entity, unset_string, output, status) || !is_made(level, status))
@@ -104,15 +105,16 @@ std::string body_part_t::sealed_with_openpgp(std::string const& level, std::stri
 }
 
 std::string body_part_t::sealed_with_smime(std::string const& level, std::string_view entity, std::string& output) {
-  std::string const sender = get_header("from.address", "");
+  body_part_t& message = message_root();
+  std::string const sender = message.get_header("from.address", "");
   bool const encrypts = level != "sign";
   std::vector<std::string> recipients;
   if (encrypts) {
-    recipients = addresses(*this, "to");
-    std::ranges::copy(addresses(*this, "cc"), std::back_inserter(recipients));
+    recipients = addresses(message, "to");
+    std::ranges::copy(addresses(message, "cc"), std::back_inserter(recipients));
     if (!sender.empty())
       recipients.push_back(sender);
-    auto const hidden = addresses(*this, "bcc");
+    auto const hidden = addresses(message, "bcc");
     if (!hidden.empty() && !preferences::boolean("PwBccEncryptionCheckDisabled"))
       return bcc_failure;
     if (!hidden.empty())

@@ -187,6 +187,7 @@ TEST_F(Sealing, SaysWhyItFailed) {
     std::string const message = written(draft);
     std::string const detail = draft.get_header("security-generation-detail", "-");
     EXPECT_NE(detail.find(row.detail), detail.npos) << row.name << ": " << detail;
+    draft.generate_rfc822();
     EXPECT_EQ(word_of(draft), "generationFailed") << row.name;
     EXPECT_EQ(message.find("the secret") != message.npos, row.level == "sign") << row.name;
     _gpg.reset();
@@ -280,9 +281,10 @@ TEST_F(Sealing, SealsUnusualMail) {
       fill(draft, "from: ann@x.org\nto: undisclosed-recipients:;\nbcc: Nobody: ;\n");
       draft.set_security_level(level, protocol);
       draft.add_attachment("Subject: x\n\n" + std::string(20000, 'x'), "", "message/rfc822");
-      auto const root = opened(written(draft));
-      EXPECT_EQ(word_of(*root), level == "sign" ? "trustedSignature" : "decrypted") << protocol << level << draft.get_header("security-generation-detail", "");
-      EXPECT_EQ(root->attachments_body_part()->subpart(2).subpart(0).decoded_body(), std::string(20000, 'x')) << protocol << level;
+      draft.generate_rfc822();
+      decrypt_and_verify_signatures(draft);
+      EXPECT_EQ(word_of(draft), level == "sign" ? "trustedSignature" : "decrypted") << protocol << level << draft.get_header("security-generation-detail", "");
+      EXPECT_EQ(draft.attachments_body_part()->subpart(2).subpart(0).decoded_body(), std::string(20000, 'x')) << protocol << level;
     }
   }
 }
@@ -331,6 +333,21 @@ TEST_F(Sealing, SealsWhatWasEditedInReceivedMail) {
       EXPECT_EQ((is_smime ? *again : again->subpart(1)).subpart(0).decoded_body(), has_key ? secret : "The secret.\n") << "the ciphertext that came is kept";
       EXPECT_EQ(again->get_header("content-type.parameter.split.smime-type", "-") == "enveloped-data", is_smime && has_key);
       EXPECT_EQ(root->exists_header("security-generation-detail"), !has_key) << root->get_header("security-generation-detail", "");
+    }
+  }
+}
+
+TEST_F(Sealing, SealsLayerByLayer) {
+  std::string const entity = part("text/plain", "The secret.\n");
+  for (std::string const& layers : { pgp_encrypted(pgp_signed(entity)), envelope(smime(false, true, smime_signed(entity))), pgp_encrypted(smime_signed(entity)) }) {
+    for (bool const has_key : { true, false }) {
+      auto const root = opened(message(layers, "From: ann@x.org\nTo: ann@x.org\n"));
+      root->set_text_body(secret, unset_string, unset_string, /*is_signed*/ true);
+      root->set_header("from", has_key ? "ann@x.org" : "nobody@x.org");
+      auto const again = opened(written(*root));
+      EXPECT_EQ(word_of(*root) == "generationFailed", !has_key) << root->get_security_details();
+      EXPECT_EQ(again->text_body(false), has_key ? secret : "The secret.\n");
+      EXPECT_EQ(word_of(*again) == "trustedSignature", has_key) << again->get_security_details();
     }
   }
 }
