@@ -100,6 +100,12 @@ TEST_F(Status, OfSenders) {
     EXPECT_EQ(word_of(*opened(message(entity, row.from))), row.word) << row.name;
     EXPECT_EQ(word_of(*opened(message(by_smime, row.from))), row.word_of_smime) << row.name;
   }
+    { "another field of the obsolete form", "From \t: bob@x.org\nFrom: ann@x.org\n", "senderMismatch", "validSignature" },
+    { "another field behind a CR", "X: y\rfrom: bob@x.org\nFrom: ann@x.org\n", "senderMismatch", "validSignature" },
+    { "comments", "From: (a (b)) ann@x.org (Ann)\n", "trustedSignature", "trustedSignature" },
+    { "a comment before the real one", "From: (ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
+    { "a comment behind a quoted quote", "From: \"\\\"\" (ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
+    { "a comment with a bracket that is none", "From: (\\) \" ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
   auto const root = opened(message(entity));
   root->set_header("from", "Bob <bob@x.org>");
   EXPECT_EQ(word_of(*root), "senderMismatch");
