@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "body_lists.h"
 #include "escape.h"
@@ -15,28 +16,47 @@ namespace kel::tool {
 
 namespace {
 
-bool is_encrypted(part_t const& part) {
-  return part.body->has_security_status() && (part.type == "multipart/encrypted" || part.is_unsealed());
+using parts_t = std::vector<part_t const*>;
+
+// What an enclosed message holds says nothing of the one around it.
+parts_t without_enclosed(outline_t const& parts) {
+  parts_t own;
+  part_t const* message = nullptr;
+  for (part_t const& part : parts) {
+    if (message && part.depth > message->depth)
+      continue;
+    own.push_back(&part);
+    message = part.is_message() ? &part : nullptr;
+  }
+  return own;
 }
 
-bool has_outcome(outline_t const& parts, std::string_view word) {
-  return std::ranges::any_of(parts, [&](part_t const& part) {
-    return part.type != "multipart/signed" && part.body->has_security_status() &&
-           part.body->get_security_status(/*whole_message*/ false) == word;
+// A signed envelope is opened, too, but was never closed to anybody.
+bool is_decrypted(part_t const* part) {
+  return std::ranges::any_of(values_of(*part->body, "##security-details"), [](std::string const& details) {
+    return ("\n" + details).find("\nDECRYPTION_OKAY") != details.npos;
+  });
+}
+
+bool has_outcome(parts_t const& parts, std::string_view word) {
+  return std::ranges::any_of(parts, [&](part_t const* part) {
+    return part->type != "multipart/signed" && part->body->has_security_status() &&
+           part->body->get_security_status(/*whole_message*/ false) == word;
   });
 }
 
 exit_status_t outcome_of(message_t const& message, opened_message_t const& opened) {
   std::string const details = opened.root().get_security_details();
-  if (has_outcome(opened.parts(), "missingCommand")) {
+  parts_t const parts = without_enclosed(opened.parts());
+  if (has_outcome(parts, "missingCommand")) {
     complain(message.name, "cannot be decrypted: the program for it is missing", details);
     return failed;
   }
-  if (has_outcome(opened.parts(), "decryptFailed")) {
+  if (has_outcome(parts, "decryptFailed")) {
     complain(message.name, "cannot be decrypted", details);
     return negative;
   }
-  if (std::ranges::none_of(opened.parts(), is_encrypted)) {
+  if (std::ranges::none_of(parts, is_decrypted)) {
     complain(message.name, "is not encrypted");
     return negative;
   }

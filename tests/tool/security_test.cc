@@ -1,7 +1,9 @@
 // The verbs of protection, with keys and certificates of the tests' own.
 #include <gtest/gtest.h>
+#include <openssl/cms.h>
 
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +11,7 @@
 #include <helpers/certificates.h>
 #include <helpers/describe.h>
 #include <kel/run_command.h>
+#include <kelmime/encoding.h>
 #include <security/gpg_home.h>
 
 #include "program.h"
@@ -74,6 +77,17 @@ std::string cut_off(std::string const& message) {
 std::string tampered(std::string message) {
   char& byte = message.at(message.find("\n\n", message.find("-----BEGIN PGP MESSAGE-----")) + 150);
   byte = byte == 'A' ? 'B' : 'A';
+  return message;
+}
+
+// Signed by somebody, and in one piece with what is signed.
+std::string opaque(std::string const& entity) {
+  auto const eve = kel::test::issue({ .addresses = { "eve@example.org" } });
+  std::shared_ptr<BIO> const in(BIO_new_mem_buf(entity.data(), static_cast<int>(entity.size())), BIO_free);
+  std::shared_ptr<CMS_ContentInfo> const cms(CMS_sign(eve.certificate.get(), eve.key.get(), nullptr, in.get(), CMS_BINARY), CMS_ContentInfo_free);
+  std::string const bytes = kel::test::credentials_t::written([&](BIO* out) { i2d_CMS_bio(out, cms.get()); });
+  std::string message = "From: eve@example.org\nContent-Type: application/pkcs7-mime\nContent-Transfer-Encoding: base64\n\n";
+  kel::encode(bytes.begin(), bytes.end(), std::back_inserter(message), "base64");
   return message;
 }
 
@@ -198,6 +212,7 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
   std::string const around = "From: ann@example.org\n\nbefore\n" + block + "after\n";
   std::string const content_type = encrypted_letter.substr(encrypted_letter.find("Content-Type:"));
   std::string const beside = "From: ann@example.org\nContent-Type: multipart/mixed; boundary=mixed\n\n\n--mixed\n\nbeside\n--mixed\n" + content_type + "\n--mixed--\n";
+  std::string const enclosed = "From: ann@example.org\nContent-Type: multipart/mixed; boundary=mixed\n\n\n--mixed\n\nbeside\n--mixed\nContent-Type: message/rfc822\n\n" + encrypted_letter + "\n--mixed--\n";
   struct {
     char const* name;
     std::string message;
@@ -207,6 +222,8 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
   } const rows[] = {
     { "not encrypted", letter, 1, "", "is not encrypted" },
     { "signed", written({ "sign" }, letter), 1, "", "is not encrypted" },
+    { "signed, and opened", opaque("\nsecret\n"), 1, "", "is not encrypted" },
+    { "in an enclosed message", enclosed, 1, "", "is not encrypted" },
     { "tampered", tampered(encrypted_letter), 1, "", "cannot be decrypted\n  " },
     { "inline", "From: ann@example.org\n\n" + block, 0, "inline\n", "" },
     { "text around a block", around, 1, "before\n\nafter\ninline\n", "(complicated)" },
