@@ -11,7 +11,10 @@
 #include <utility>
 
 #include <kel/text.h>
+#include <kelmime/bytes.h>
 #include <kelmime/openpgp.h>
+#include <security/inline_blocks.h>
+#include <security/long_lines.h>
 #include <security/protection_kind.h>
 #include <security/sender_addresses.h>
 #include <security/signature_verdict.h>
@@ -33,6 +36,19 @@ bool is_good(std::string_view word) {
 // These are told of a message wherever they are found in it.
 bool is_overriding(std::string_view word) {
   return word == generation_failed || word == rogue_parts;
+}
+
+// GnuPG passes over words around the armour, and a part of another type than application/octet-stream shows them. There even
+// a comment in the armour is too much.
+bool holds_ciphertext_alone(std::string_view data, std::string_view mime_type) {
+  bool const is_shown = mime_type != "application/octet-stream";
+  bool const is_binary = !data.empty() && byte_value(data.front()) >= 0x80;  // the tag of an OpenPGP packet
+  if (is_binary)
+    return !is_shown;
+  std::string text(data);
+  std::erase(text, '\r');
+  inline_blocks_t const found = find_inline_blocks(text);
+  return is_shown ? found.is_all : found.is_alone;
 }
 
 std::string details_of(body_part_t const& part) {
@@ -63,7 +79,9 @@ private:
   static std::string verdict_on(body_part_t& part, lines_t const& lines);
   static bool has_rogue_parts(body_part_t& part);
   static bool is_unopened(body_part_t& part);
-  static bool is_regular(body_part_t& part);
+  static bool is_regular(body_part_t& part, lines_t const& lines);
+  static bool is_encrypted_alone(body_part_t& part);
+  static bool is_signed_alone(body_part_t& part, lines_t const& lines);
 };
 
 std::string body_part_t::get_security_status(bool whole_message) {
@@ -179,7 +197,7 @@ body_part_t::answer_t body_part_t::answer_t::of_protection(body_part_t& part, bo
   std::string word = verdict_on(part, lines);
   if ((is_good(word) || word == "unknown") && is_unopened(part))
     word = "decryptFailed";
-  if (is_good(word) && !(is_untouched_below && is_regular(part)))
+  if (is_good(word) && !(is_untouched_below && is_regular(part, lines)))
     word = complicated;
   return { word, is_decrypted(lines) };
 }
@@ -212,7 +230,7 @@ bool body_part_t::answer_t::is_unopened(body_part_t& part) {
 }
 
 // Whether the part shows what is protected and nothing else.
-bool body_part_t::answer_t::is_regular(body_part_t& part) {
+bool body_part_t::answer_t::is_regular(body_part_t& part, lines_t const& lines) {
   std::string const kind = part.mime_type();
   if (is_envelope(kind))
     return part._subparts.size() == 1;
@@ -220,9 +238,18 @@ bool body_part_t::answer_t::is_regular(body_part_t& part) {
     return part._source_body.begin && !part._has_text_around_blocks;
   if (part._subparts.size() != 2)
     return false;
-  if (kind == "multipart/encrypted")
-    return part._subparts.front().mime_type() == "application/pgp-encrypted" &&
-           part._subparts.back()._subparts.size() == 1;
+  return kind == "multipart/encrypted" ? is_encrypted_alone(part) : is_signed_alone(part, lines);
+}
+
+bool body_part_t::answer_t::is_encrypted_alone(body_part_t& part) {
+  body_part_t& data = part._subparts.back();
+  return part._subparts.front().mime_type() == "application/pgp-encrypted" && data._subparts.size() == 1 &&
+         holds_ciphertext_alone(data.decoded_body(), data.mime_type());
+}
+
+bool body_part_t::answer_t::is_signed_alone(body_part_t& part, lines_t const& lines) {
+  if (is_over_text(lines) && has_line_checked_in_part(part._subparts.front().raw_data()))
+    return false;
   std::string const protocol = part.get_header_lowercased("content-type.parameter.split.protocol", "");
   return protocol.empty() || engine_of_signature(protocol) == engine_of_signature(part._subparts.back().mime_type());
 }

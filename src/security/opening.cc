@@ -17,6 +17,7 @@
 #include <set>
 
 #include <codec/line_ends.h>
+#include <kel/regexp.h>
 #include <kel/text.h>
 #include <kelmime/decoding.h>
 #include <kelmime/openpgp.h>
@@ -98,6 +99,22 @@ body_part_t* ciphertext_of(body_part_t& encrypted) {
     return nullptr;
   body_part_t& data = encrypted.subpart(1);
   return is_leaf(data) ? &data : nullptr;
+}
+
+// Whether text in this charset has ASCII where its bytes have it, and nowhere else.
+bool keeps_ascii(std::string const& charset) {
+  static regexp::pattern_t const pattern(
+      R"(\A(us-ascii|utf-?8|iso-8859-[0-9]{1,2}|windows-(125[0-8]|874)|koi8-[ru]|euc-(jp|kr))\Z)");
+  return bool(regexp::search(pattern, charset));
+}
+
+// Charset and flowing are stated outside of a block. Read as UTF-7, or without the blanks at the ends of its lines, it says
+// other words than those that were signed.
+bool shows_words_as_signed(body_part_t& text) {
+  std::string const stated = text.get_header_lowercased("content-type.parameter.split.charset", "us-ascii");
+  std::string const guessed = stated == "us-ascii" ? text.get_guessed_charset() : "";
+  return keeps_ascii(stated) && (guessed.empty() || keeps_ascii(guessed)) &&
+         text.get_header_lowercased("content-type.parameter.split.delsp", "") != "yes";
 }
 
 // Certificates that travel alone are neither signed nor encrypted.
@@ -240,7 +257,7 @@ void body_part_t::opening_t::open_blocks(body_part_t& part) {
                                             : verified_with_openpgp(part, block.text, unset_string);
     lines.insert(lines.end(), more.begin(), more.end());
   }
-  part._has_text_around_blocks = !found.is_all;
+  part._has_text_around_blocks = !found.is_all || !shows_words_as_signed(part);
   store(part, lines);
 }
 

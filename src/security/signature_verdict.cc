@@ -159,6 +159,14 @@ bool is_decrypted(lines_t const& lines) {
          !has(lines, "INCOMPLETE");
 }
 
+bool is_over_text(lines_t const& lines) {
+  constexpr std::size_t signature_class = 9;
+  return std::ranges::any_of(lines, [](std::string const& line) {
+    lines_t const words = text::split(line, " ");
+    return words[0] == "VALIDSIG" && words.size() > signature_class && words[signature_class] != "00";
+  });
+}
+
 std::string signature_verdict(lines_t const& lines, lines_t const& senders, signature_engine_t engine) {
   if (is_decryption_denied(lines))
     return "decryptFailed";

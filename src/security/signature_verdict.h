@@ -28,4 +28,8 @@ std::string signature_verdict(std::vector<std::string> const& lines, std::vector
 // and are complete. Of a message that was tampered with the output comes before these words.
 bool is_decrypted(std::vector<std::string> const& lines);
 
+// Whether one of the signatures is of text and not of bytes, by the class in its VALIDSIG line. GnuPG then reads what was
+// signed line by line.
+bool is_over_text(std::vector<std::string> const& lines);
+
 }  // namespace kel

@@ -120,6 +120,7 @@ protected:
 };
 
 std::string const clear_block = "-----BEGIN PGP SIGNED MESSAGE-----\n\na\n-----BEGIN PGP SIGNATURE-----\n\nabcd\n-----END PGP SIGNATURE-----\n";
+std::string const closed_block = "-----BEGIN PGP MESSAGE-----\n\nabcd\n-----END PGP MESSAGE-----\n";
 std::string const log_call = "echo \"${@:7}\" >> \"$CALLS\"\n";
 
 TEST_F(OpeningWithStandIn, AsksForWhatIsNeeded) {
@@ -173,7 +174,7 @@ TEST_F(OpeningWithStandIn, IsNotMadeToRunWithoutEnd) {
   EXPECT_EQ(many->subpart(69).headers().find("##security-details")->second.substr(0, 10), "INCOMPLETE");
   EXPECT_EQ(word_of(many->subpart(69)), "unknown");
 
-  std::string const russian_doll = with_ciphertext("x");
+  std::string const russian_doll = with_ciphertext(closed_block);
   make_program("cat >/dev/null; echo '[GNUPG:] DECRYPTION_OKAY' >&2; cat \"$DOLL\"");
   variable_guard_t const doll("DOLL", _folder.write("doll", russian_doll));
   auto const root = opened(message(russian_doll));
@@ -187,7 +188,7 @@ TEST_F(OpeningWithStandIn, IsNotMadeToRunWithoutEnd) {
 // What decryption yields counts as decoded bytes of the whole message.
 TEST_F(OpeningWithStandIn, DoesNotBurst) {
   make_program("cat >/dev/null; echo '[GNUPG:] DECRYPTION_OKAY' >&2; head -c 30000000 /dev/zero");
-  auto const root = opened(message(multipart("mixed", std::vector<std::string>(5, with_ciphertext("x")))));
+  auto const root = opened(message(multipart("mixed", std::vector<std::string>(5, with_ciphertext(closed_block)))));
   std::string words;
   for (body_part_t& child : root->subparts())
     words += word_of(child) + " ";

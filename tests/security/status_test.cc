@@ -5,6 +5,7 @@
 
 #include <kel/text.h>
 #include <kelmime/unset.h>
+#include <helpers/repeated.h>
 
 namespace kel {
 namespace {
@@ -18,6 +19,8 @@ struct row_t {
   std::string source;
   char const* word;
 };
+
+std::string changed(std::string source, std::string const& from, std::string const& to) { return source.replace(source.find(from), from.size(), to); }
 
 class Status : public ProtectedMail {
 protected:
@@ -38,26 +41,28 @@ protected:
 TEST_F(Status, OfOneProtectedPart) {
   std::string const signed_text = pgp_signed(text);
   std::string const signed_in_smime = smime_signed(text);
-  std::string changed = signed_text, changed_in_smime = signed_in_smime;
-  changed.replace(changed.find("secret"), 6, "public");
-  changed_in_smime.replace(changed_in_smime.find("secret"), 6, "public");
+  std::string const changed_text = changed(signed_text, "secret", "public");
   check({
     { "nothing protected", message(text), "-" },
     { "signed", message(signed_text), "trustedSignature" },
     { "signed over the LF form", message(with_pgp_signature(text, pgp_signature(text))), "trustedSignature" },
     { "signed as text", message(with_pgp_signature(text, pgp_signature(text, "--textmode"))), "trustedSignature" },
+    { "signed, a long line", message(pgp_signed(part("text/plain", repeated("x", 20000) + "\n"))), "trustedSignature" },
     { "signed by a key that nobody vouches for", message(with_pgp_signature(text, pgp("--detach-sign --local-user stranger@x.org", text)), stranger), "validSignature" },
     { "signed by two", message(pgp_signed(text, "--local-user stranger@x.org")), "validSignature" },
     { "signed by somebody else", message(signed_text, stranger), "senderMismatch" },
-    { "changed", message(changed), "badSignature" },
+    { "changed", message(changed_text), "badSignature" },
     { "encrypted", message(pgp_encrypted(text)), "decrypted" },
+    { "encrypted, a comment in the armour", message(with_ciphertext(pgp_ciphertext(text, "--comment x"))), "decrypted" },
+    { "encrypted, without armour", message(multipart(encrypted_by_pgp, { part("application/pgp-encrypted"), base64_part("application/octet-stream", pgp_ciphertext(text, "--no-armor")) })), "decrypted" },
+    { "encrypted, the ciphertext as text", message(multipart(encrypted_by_pgp, { part("application/pgp-encrypted"), part("text/plain", pgp_ciphertext(text)) })), "decrypted" },
     { "signed and encrypted in one", message(pgp_encrypted(text, "--sign --local-user ann@x.org")), "trustedSignature" },
     { "signed and encrypted in one by somebody else", message(pgp_encrypted(text, "--sign --local-user stranger@x.org")), "senderMismatch" },
     { "signed, then encrypted", message(pgp_encrypted(signed_text)), "trustedSignature" },
-    { "changed, then encrypted", message(pgp_encrypted(changed)), "badSignature" },
+    { "changed, then encrypted", message(pgp_encrypted(changed_text)), "badSignature" },
     { "cannot be decrypted", message(with_ciphertext("no message\n")), "decryptFailed" },
     { "signed by S/MIME", message(signed_in_smime), "trustedSignature" },
-    { "changed, S/MIME", message(changed_in_smime), "badSignature" },
+    { "changed, S/MIME", message(changed(signed_in_smime, "secret", "public")), "badSignature" },
     { "signed by somebody else, S/MIME", message(signed_in_smime, stranger), "validSignature" },
     { "signed with its content", message(envelope(opaque(with_crlf(text)))), "trustedSignature" },
     { "encrypted by S/MIME", message(envelope(smime(false, true, text))), "decrypted" },
@@ -68,6 +73,7 @@ TEST_F(Status, OfOneProtectedPart) {
     { "certificates alone", message(base64_part("application/pkcs7-mime; smime-type=certs-only", "x")), "-" },
     { "clear-signed", message(part("text/plain", clear_signed("The secret.\n"))), "trustedSignature" },
     { "clear-signed, white space around", message(part("text/plain", "\n \t\n" + clear_signed("x\n- y\n") + "\n\n")), "trustedSignature" },
+    { "clear-signed, in a charset around ASCII", message(part("text/plain; charset=ISO-8859-15", clear_signed("x\n"))), "trustedSignature" },
     { "clear-signed, by somebody else", message(part("text/plain", clear_signed("x\n")), stranger), "senderMismatch" },
     { "an encrypted block", message(part("text/plain", pgp_ciphertext("The secret.\n"))), "decrypted" },
     { "a signed and encrypted block", message(part("text/plain", pgp_ciphertext("The secret.\n", "--sign"))), "trustedSignature" },
@@ -94,18 +100,18 @@ TEST_F(Status, OfSenders) {
     { "an encoded address", "From: =?utf-8?q?ann=40x=2Eorg?=\n", "senderMismatch", "validSignature" },
     { "an encoded address before the real one", "From: =?utf-8?q?ann=40x.org_=3Cann=40x.org=3E=2C?= <ann@x.org>\n", "senderMismatch", "validSignature" },
     { "one that decodes to another", "From: =?utf-8?q?bob=40x.org=2C?= ann@x.org\n", "senderMismatch", "validSignature" },
-    { "in another field", "Sender: ann@x.org\nX-From: ann@x.org\n", "senderMismatch", "validSignature" },
-  };
-  for (auto const& row : rows) {
-    EXPECT_EQ(word_of(*opened(message(entity, row.from))), row.word) << row.name;
-    EXPECT_EQ(word_of(*opened(message(by_smime, row.from))), row.word_of_smime) << row.name;
-  }
     { "another field of the obsolete form", "From \t: bob@x.org\nFrom: ann@x.org\n", "senderMismatch", "validSignature" },
     { "another field behind a CR", "X: y\rfrom: bob@x.org\nFrom: ann@x.org\n", "senderMismatch", "validSignature" },
     { "comments", "From: (a (b)) ann@x.org (Ann)\n", "trustedSignature", "trustedSignature" },
     { "a comment before the real one", "From: (ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
     { "a comment behind a quoted quote", "From: \"\\\"\" (ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
     { "a comment with a bracket that is none", "From: (\\) \" ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
+    { "in another field", "Sender: ann@x.org\nX-From: ann@x.org\n", "senderMismatch", "validSignature" },
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(word_of(*opened(message(entity, row.from))), row.word) << row.name;
+    EXPECT_EQ(word_of(*opened(message(by_smime, row.from))), row.word_of_smime) << row.name;
+  }
   auto const root = opened(message(entity));
   root->set_header("from", "Bob <bob@x.org>");
   EXPECT_EQ(word_of(*root), "senderMismatch");
@@ -123,8 +129,10 @@ TEST_F(Status, OfOtherShapes) {
   std::string const ciphertext = part("application/octet-stream", pgp_ciphertext(with_crlf(text)));
   std::string const signature = part("application/pgp-signature", pgp_signature(text));
   std::string const control = part("application/pgp-encrypted", "Version: 1\n");
-  std::string tail = clear, inside = clear;
-  tail.insert(tail.find("-----END"), "and send him the money\n");
+  std::string const blanks(20000, ' '), long_line = part("text/plain", repeated("x", 19500) + "\n");
+  std::string const comment = "PGP SIGNATURE-----\nComment: PS\n";
+  auto const encrypted = [&](std::string const& type, std::string const& data) { return message(multipart(encrypted_by_pgp, { control, part(type, data) })); };
+  std::string inside = clear;
   inside.insert(inside.rfind('='), "и деньги\n");
   check({
     { "text beside a signed part", message(multipart("mixed", { one, other })), "complicated" },
@@ -161,8 +169,17 @@ TEST_F(Status, OfOtherShapes) {
     { "text before an encrypted block", message(part("text/plain", "PS\n" + block)), "complicated" },
     { "two blocks", message(part("text/plain", clear + clear)), "complicated" },
     { "two blocks of two kinds", message(part("text/plain", clear + block)), "complicated" },
-    { "words behind the checksum", message(part("text/plain", tail)), "complicated" },
+    { "words behind the checksum", message(part("text/plain", changed(clear, "-----END", "and send him the money\n-----END"))), "complicated" },
     { "words in the armour", message(part("text/plain", inside)), "complicated" },
+    { "a comment in the armour", message(part("text/plain", changed(clear, "PGP SIGNATURE-----\n", comment))), "complicated" },
+    { "words behind a long line", message(part("text/plain", changed(clear, "x\n", "x" + blanks + "y\n"))), "complicated" },
+    { "in a charset that makes other words", message(part("text/plain; charset=utf-7", clear_signed("+AHg-\n"))), "complicated" },
+    { "in a charset that the header hints at", message(part("text/plain", clear), "From: =?iso-2022-jp?q?Ann?= <ann@x.org>\n"), "complicated" },
+    { "words run together", message(part("text/plain; format=flowed; delsp=yes", changed(clear, "x\n", "x \n"))), "complicated" },
+    { "a long line, signed as text", message(pgp_signed(long_line, "--textmode")), "complicated" },
+    { "words around the ciphertext", encrypted("text/plain", "PS\n" + block), "complicated" },
+    { "words around it that are not shown", encrypted("application/octet-stream", block + "PS\n"), "complicated" },
+    { "words in its armour", encrypted("text/plain", changed(block, "-----\n", "-----\nComment: PS\n")), "complicated" },
     { "a block in a block", message(part("text/plain", "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA256\n\nPS\n" + clear)), "complicated" },
     { "a block beside a part", message(multipart("mixed", { part("text/plain", clear), other })), "complicated" },
     { "the protocol says something else", message(multipart("signed; protocol=\"application/pkcs7-signature\"", { text, signature })), "complicated" },
@@ -234,9 +251,8 @@ TEST_F(Status, TellsTheDetailsOfTheTree) {
 }
 
 TEST(InlineBlocks, AreFoundInTheirForm) {
-  std::string const clear = "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA256\n\na\n- -----\n-----BEGIN PGP SIGNATURE-----\nComment: b\n\niQ+/\n=abcd\n-----END PGP SIGNATURE-----\n";
-  std::string const closed = "-----BEGIN PGP MESSAGE-----\nVersion: 1\n \nhQ==\n=abcd\n-----END PGP MESSAGE-----\n";
-  auto const changed = [](std::string block, std::string const& from, std::string const& to) { return block.replace(block.find(from), from.size(), to); };
+  std::string const clear = "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA256\n\na\n- -----\n-----BEGIN PGP SIGNATURE-----\nVersion: GnuPG v2.0.22 (GNU/Linux)\n\niQ+/\n=abcd\n-----END PGP SIGNATURE-----\n";
+  std::string const closed = "-----BEGIN PGP MESSAGE-----\nVersion: GnuPG/MacGPG2 v2\n \nhQ==\n=abcd\n-----END PGP MESSAGE-----\n";
   struct { char const* name; std::string text; std::vector<std::string> blocks; bool is_all; } const rows[] = {
     { "none", "a\n", {}, false },
     { "empty", "", {}, false },
@@ -255,7 +271,12 @@ TEST(InlineBlocks, AreFoundInTheirForm) {
     { "a good one, and no end", clear + changed(closed, "-----END", "----"), { clear }, false },
     { "dashes in the text", changed(clear, "- -----", "-----"), { changed(clear, "- -----", "-----") }, false },
     { "two signatures", changed(clear, "=abcd", "-----BEGIN PGP SIGNATURE-----"), { changed(clear, "=abcd", "-----BEGIN PGP SIGNATURE-----") }, false },
-    { "an unknown header", changed(clear, "Comment:", "Pay:"), { changed(clear, "Comment:", "Pay:") }, false },
+    { "an unknown header", changed(clear, "Version:", "Pay:"), { changed(clear, "Version:", "Pay:") }, false },
+    { "a comment", changed(clear, "Version:", "Comment:"), { changed(clear, "Version:", "Comment:") }, false },
+    { "words for a version", changed(closed, "v2", "v2 pays"), { changed(closed, "v2", "v2 pays") }, false },
+    { "words among the digests", changed(clear, "SHA256", "SHA256, PAY"), { changed(clear, "SHA256", "SHA256, PAY") }, false },
+    { "two digests", changed(clear, "SHA256", "SHA3-256, RIPEMD160"), { changed(clear, "SHA256", "SHA3-256, RIPEMD160") }, true },
+    { "a long line", changed(clear, "\na\n", "\n" + repeated("a", 19000) + "\n"), { changed(clear, "\na\n", "\n" + repeated("a", 19000) + "\n") }, false },
     { "words behind the checksum", changed(clear, "=abcd", "=abcd\nabcd"), { changed(clear, "=abcd", "=abcd\nabcd") }, false },
     { "words in the data", changed(closed, "hQ", "h Q"), { changed(closed, "hQ", "h Q") }, false },
   };
