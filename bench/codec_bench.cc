@@ -9,47 +9,31 @@
 #include <kelmime/encoding.h>
 #include <kelmime/format_flowed.h>
 
+#include "measure.h"
+
 namespace {
 
-std::string filled(std::string const& pattern) {
-  std::string result;
-  while (result.size() < 1 << 20)
-    result += pattern;
-  return result;
-}
-
-template <typename Run>
-void measure(benchmark::State& state, std::string const& input, Run run) {
-  std::string output;
-  for (auto _ : state) {
-    output.clear();
-    run(input, output);
-    benchmark::DoNotOptimize(output.data());
-  }
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(input.size()));
-}
-
 void decoded(benchmark::State& state, std::string const& pattern, char const* encoding) {
-  measure(state, filled(pattern), [encoding](std::string const& input, std::string& output) {
+  measure(state, repeated(pattern, 1 << 20), [encoding](std::string const& input, std::string& output) {
     kel::mime_decode(input.begin(), input.end(), std::back_inserter(output), encoding, nullptr, /*binary*/ false);
   });
 }
 
 void encoded(benchmark::State& state, std::string const& pattern, char const* encoding) {
-  measure(state, filled(pattern), [encoding](std::string const& input, std::string& output) {
+  measure(state, repeated(pattern, 1 << 20), [encoding](std::string const& input, std::string& output) {
     kel::encode(input.begin(), input.end(), std::back_inserter(output), encoding);
   });
 }
 
 void converted(benchmark::State& state, std::string const& pattern, char const* declared) {
-  measure(state, filled(pattern), [declared](std::string const& input, std::string& output) {
+  measure(state, repeated(pattern, 1 << 20), [declared](std::string const& input, std::string& output) {
     std::string charset = declared;
     kel::convert_to_utf8(input.begin(), input.end(), std::back_inserter(output), charset, {}, nullptr);
   });
 }
 
 void deflowed(benchmark::State& state) {
-  measure(state, filled("> quoted and \n> flowed\ntext \nthat goes on\n"),
+  measure(state, repeated("> quoted and \n> flowed\ntext \nthat goes on\n", 1 << 20),
           [](std::string const& input, std::string& output) {
             kel::format_deflow(input.begin(), input.end(), std::back_inserter(output), /*flowed*/ true, /*delsp*/ false,
                                /*keep_unquoted*/ false);

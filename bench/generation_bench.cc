@@ -34,7 +34,7 @@ void write_repeatedly(benchmark::State& state, kel::body_part_t& message) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
 }
 
-void BM_copy_of_32_MiB(benchmark::State& state) {
+void copy_of_32_MiB(benchmark::State& state) {
   auto const bytes = draft_bytes();
   for (auto _ : state) {
     std::vector<char> copy(bytes.begin(), bytes.end());
@@ -42,33 +42,33 @@ void BM_copy_of_32_MiB(benchmark::State& state) {
   }
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes.size()));
 }
-BENCHMARK(BM_copy_of_32_MiB);
+BENCHMARK(copy_of_32_MiB);
 
-void BM_write_32_MiB_unchanged(benchmark::State& state) {
+void write_32_MiB_unchanged(benchmark::State& state) {
   auto bytes = draft_bytes();
   auto const message = kel::create_body_part(bytes, /*decode*/ false);
   write_repeatedly(state, *message);
 }
-BENCHMARK(BM_write_32_MiB_unchanged);
+BENCHMARK(write_32_MiB_unchanged);
 
-void BM_write_32_MiB_with_a_header_set(benchmark::State& state) {
+void write_32_MiB_with_a_header_set(benchmark::State& state) {
   auto bytes = draft_bytes();
   auto const message = kel::create_body_part(bytes, /*decode*/ false);
   message->set_header("subject", "new");
   write_repeatedly(state, *message);
 }
-BENCHMARK(BM_write_32_MiB_with_a_header_set);
+BENCHMARK(write_32_MiB_with_a_header_set);
 
-void BM_write_32_MiB_anew(benchmark::State& state) {
+void write_32_MiB_anew(benchmark::State& state) {
   auto bytes = draft_bytes();
   auto const message = kel::create_body_part(bytes, /*decode*/ false);
   message->subpart(1).set_header("content-transfer-encoding", "base64");
   write_repeatedly(state, *message);
 }
-BENCHMARK(BM_write_32_MiB_anew);
+BENCHMARK(write_32_MiB_anew);
 
 // Each level is written once, however deep.
-void BM_write_nested_multiparts_anew(benchmark::State& state) {
+void write_nested_multiparts_anew(benchmark::State& state) {
   std::string text;
   for (int level = 0; level < 200; ++level) {
     std::string const boundary = "b" + std::to_string(level);
@@ -84,6 +84,6 @@ void BM_write_nested_multiparts_anew(benchmark::State& state) {
   leaf->set_header("subject", "new");
   write_repeatedly(state, *message);
 }
-BENCHMARK(BM_write_nested_multiparts_anew);
+BENCHMARK(write_nested_multiparts_anew);
 
 }  // namespace

@@ -5,6 +5,8 @@
 
 #include <kelmime/body.h>
 
+#include "measure.h"
+
 namespace {
 
 std::string header_block() {
@@ -17,14 +19,6 @@ std::string header_block() {
          "Message-ID: <20240102090000.12345@example.org>\nReferences: <a@example.org> "
          "<b@example.org>\n\t<c@example.org>\n"
          "MIME-Version: 1.0\n";
-}
-
-std::string repeated(std::string const& text, std::size_t bytes) {
-  std::string result;
-  result.reserve(bytes + text.size());
-  while (result.size() < bytes)
-    result += text;
-  return result;
 }
 
 // A newsletter: both alternatives in quoted-printable.

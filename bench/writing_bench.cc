@@ -9,26 +9,9 @@
 #include <kelmime/format_flowed.h>
 #include <kelmime/reencode.h>
 
+#include "measure.h"
+
 namespace {
-
-std::string repeated(std::string const& text, std::size_t bytes) {
-  std::string result;
-  result.reserve(bytes + text.size());
-  while (result.size() < bytes)
-    result += text;
-  return result;
-}
-
-template <typename Run>
-void measure(benchmark::State& state, std::string const& input, Run run) {
-  std::string output;
-  for (auto _ : state) {
-    output.clear();
-    run(input, output);
-    benchmark::DoNotOptimize(output.data());
-  }
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(input.size()));
-}
 
 // --- Text --------------------------------------------------------------------------------------------------------
 
