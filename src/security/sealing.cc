@@ -16,6 +16,8 @@
 #include <kelmime/smime.h>
 #include <security/gpg_arguments.h>
 #include <security/part_ids.h>
+#include <security/shell_text.h>
+#include <security/status_text.h>
 
 namespace kel {
 
@@ -41,14 +43,40 @@ bool has_line(std::vector<std::string> const& lines, std::string_view word) {
   return std::any_of(lines.begin(), lines.end(), [&](std::string const& line) { return line.starts_with(word); });
 }
 
-// Whether a run made what was asked for: it says so, whatever it returned.
+bool tells_failure(std::string const& line) {
+  return line.starts_with("INCOMPLETE") || (line.starts_with("FAILURE ") && !line.starts_with("FAILURE gpg-exit"));
+}
+
+// Whether a run made what was asked for. Its status lines say so; its exit status, which "FAILURE gpg-exit" repeats, does
+// not: GnuPG ends badly for trouble beside the work, too.
 bool is_made(std::string const& level, std::string const& status) {
   auto const lines = lines_with_prefix(status, "[GNUPG:] ");
+  if (std::ranges::any_of(lines, tells_failure))
+    return false;
   bool const is_signed = has_line(lines, "SIG_CREATED ");
   bool const is_encrypted = has_line(lines, "END_ENCRYPTION");
   if (level == "sign")
     return is_signed;
   return is_encrypted && (level == "encrypt" || is_signed);
+}
+
+// The sender is a recipient by the bare address, which GnuPG takes for a piece of another one when no key with this one
+// can encrypt. So the keys that the ciphertext names are held against the sender's own, with two more runs. What GnuPG
+// does not tell raises no suspicion.
+bool is_for_stranger(std::string const& ciphertext, std::string const& sender) {
+  constexpr std::string_view hidden_key = "0000000000000000";
+  std::optional<std::string> const name = shell_text(map_address_to_gpg_name(sender));
+  std::string keys_of_sender, output, status;
+  run_gpg("--list-only --decrypt", ciphertext, unset_string, output, status);
+  std::vector<std::string> named = lines_with_prefix(status, "[GNUPG:] ENC_TO ");
+  std::erase_if(named, [=](std::string const& line) { return line.starts_with(hidden_key); });
+  if (named.empty() || !name)
+    return false;
+  run_gpg("--with-colons --list-keys -- \"" + *name + "\"", "", unset_string, keys_of_sender, status);
+  return std::ranges::none_of(named, [&](std::string const& line) {
+    std::string const key = line.substr(0, line.find(' '));
+    return keys_of_sender.find(":" + key + ":") != keys_of_sender.npos;
+  });
 }
 
 }  // namespace
@@ -97,8 +125,13 @@ std::string body_part_t::sealed_with_openpgp(std::string const& level, std::stri
                                 addresses(message, "cc"), addresses(message, "bcc") };
   auto const arguments = gpg_arguments(level, people, get_header("content-type.parameter.split.micalg", ""));
   std::string status;
-  if (!arguments || !run_gpg(*arguments, entity, unset_string, output, status) || !is_made(level, status))
+  if (arguments)
+    run_gpg(*arguments, entity, unset_string, output, status);
+  if (!is_made(level, status))
     return status.empty() ? unknown_failure : status;
+  bool const is_hidden = std::ranges::find(people.bcc, people.sender) != people.bcc.end();
+  if (level != "sign" && !is_hidden && is_for_stranger(output, people.sender))
+    return "GnuPG has no key of the sender " + in_one_line(people.sender) + " to encrypt to, and took another.\n";
   if (level == "sign")
     store_parameter("micalg", "pgp-" + gpg_hash_name(status));
   return {};

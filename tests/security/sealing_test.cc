@@ -174,7 +174,8 @@ TEST_F(Sealing, SaysWhyItFailed) {
     { "one that encrypts only", "signAndEncrypt", "OpenPGP", to_ann, "END_ENCRYPTION", "cat; echo '[GNUPG:] END_ENCRYPTION' >&2" },
     { "half a line", "sign", "OpenPGP", to_ann, "SIG_CRE", "cat; printf '[GNUPG:] SIG_CRE' >&2" },
     { "killed behind its words", "sign", "OpenPGP", to_ann, "INCOMPLETE (killed by signal 9)", "cat; echo '[GNUPG:] SIG_CREATED D 22 8 00' >&2; kill -9 $$" },
-    { "failed behind its words", "encrypt", "OpenPGP", to_ann, "END_ENCRYPTION", "cat; echo '[GNUPG:] END_ENCRYPTION' >&2; exit 2" },
+    { "failed behind its words", "encrypt", "OpenPGP", to_ann, "FAILURE", "cat; echo '[GNUPG:] END_ENCRYPTION' >&2; echo '[GNUPG:] FAILURE encrypt 9' >&2" },
+    { "a key of another address for the sender's", "encrypt", "OpenPGP", "from: nn@x.org\nto: stranger@x.org\n", "no key of the sender nn@x.org" },
   };
   for (auto const& row : rows) {
     if (row.program.starts_with('/'))
@@ -197,6 +198,17 @@ TEST_F(Sealing, SaysWhyItFailed) {
     EXPECT_EQ(word_of(*opened(written(draft))), row.level == "encrypt" ? "decrypted" : "trustedSignature") << row.name;
     EXPECT_EQ(word_of(draft), "-") << row.name;
   }
+}
+
+// GnuPG ends badly, too, when something beside the work went wrong.
+TEST_F(Sealing, BelievesStatusLinesAndNoExitStatus) {
+  make_program("gpg \"$@\"; status=$?; echo '[GNUPG:] FAILURE gpg-exit 33554433' >&2; exit $((status + 2))");
+  body_part_t draft;
+  fill(draft);
+  draft.set_security_level("signAndEncrypt", "OpenPGP");
+  std::string const message = written(draft);
+  _gpg.reset();
+  EXPECT_EQ(word_of(*opened(message)), "trustedSignature") << draft.get_header("security-generation-detail", "");
 }
 
 // Shell text of headers and of Security.plist; that stays for the life of the process.
