@@ -83,6 +83,10 @@ KELMIME_EXPORT std::size_t default_preferred_subpart(body_part_t& part, mime_err
 // decryptions a message.                                                       security/opening.cc
 KELMIME_EXPORT void decrypt_and_verify_signatures(body_part_t& message);
 
+// The address that a signer of this part must have: the only one in From of the message around it, be it read with its
+// encoded words or without them. `unset_string` when there is none, or more than one, or the readings differ.
+KELMIME_EXPORT std::string get_from_address_for_verification(body_part_t& part);
+
 // What the application does with HTML while text bodies are decoded. Both may be empty. Set before threads start.
 struct html_rendering_t {
   std::function<std::string(body_part_t& html)> canonicalize;
@@ -573,6 +577,7 @@ private:
   struct opening_t;
   struct answer_t;
   friend void decrypt_and_verify_signatures(body_part_t& message);
+  friend std::string get_from_address_for_verification(body_part_t& part);
   body_part_t& message_root();
   std::vector<std::string> const& undecoded_senders();
   std::vector<std::string> senders();

@@ -21,9 +21,10 @@
 //    preferred       certificates that come first for the addresses in them, where there are several. To sign, the private
 //                    key must be with them or in "identities"
 //
-// A file that cannot be read, is larger than a mebibyte or holds no certificate gives a warning and is passed over;
-// files whose names begin with a dot are not looked at. The folders are read anew by every operation that needs them.
-// Nothing else is trusted: neither the authorities of the system nor lists of revoked certificates are consulted.
+// A file that cannot be read, is larger than a mebibyte or holds no certificate gives a warning and is passed over; so is
+// a broken piece of a PEM file, whose other certificates and keys are read. Files whose names begin with a dot are not
+// looked at. The folders are read anew by every operation that needs them. Nothing else is trusted: neither the authorities
+// of the system nor lists of revoked certificates are consulted.
 //
 // With the preference PwDebugSecurity every operation tells its steps on standard error.
 #pragma once
@@ -41,6 +42,7 @@
 
 namespace kel {
 
+class body_part_t;
 class private_key_t;  // known to the library only
 
 struct certificate_t {
@@ -125,6 +127,10 @@ KELMIME_EXPORT std::optional<signing_policy_t> SigningSecPolicyCreate(std::strin
 // Who says that he signed: the first address of the certificate of the first signer. Nothing is verified. False, and
 // `signer` untouched, when the message is no signed data or the certificate does not come with it.
 KELMIME_EXPORT bool cms_get_signer(std::string_view message, std::string& signer);
+
+// The same for a part: multipart/signed with an S/MIME signature, or application/pkcs7-mime with signed data. False for any
+// other part, and for an envelope, whose signature nobody sees before it is opened. `signer` may be null.
+KELMIME_EXPORT bool cms_get_signer(body_part_t& part, std::string* signer);
 
 // The digest of the first signer of signed data as "micalg" names it (RFC 8551, section 3.5.3.2): "sha-256". Empty when
 // there is none.

@@ -147,7 +147,6 @@ private:
   bool take_runs(std::size_t count);
   command_limits_t limits_for(body_part_t const& part) const;
   static void mark_unexpected_shape(body_part_t& part);
-  static std::string sender_of(body_part_t& part);
   static bool adopt(body_part_t& holder, std::string_view content);
   static void store(body_part_t& part, lines_t const& lines);
 
@@ -159,6 +158,11 @@ private:
 
 void decrypt_and_verify_signatures(body_part_t& message) {
   body_part_t::opening_t().open(message);
+}
+
+std::string get_from_address_for_verification(body_part_t& part) {
+  std::vector<std::string> const senders = part.senders();
+  return senders.size() == 1 ? senders.front() : unset_string;
 }
 
 // --- The walk ----------------------------------------------------------------------------------------------------
@@ -228,7 +232,8 @@ void body_part_t::opening_t::open_envelope(body_part_t& part) {
   std::string output;
   if (take_runs(1)) {
     std::string status;
-    cms_decrypt(sender_of(part), part.decoded_body(), unset_string, _certificates, output, status);
+    cms_decrypt(get_from_address_for_verification(part), part.decoded_body(), unset_string, _certificates, output,
+                status);
     lines = lines_with_prefix(status, "");
   }
   bool const has_content = !output.empty() || is_decrypted(lines);
@@ -304,14 +309,8 @@ lines_t body_part_t::opening_t::verified_with_smime(body_part_t& part, std::stri
   if (!take_runs(1))
     return { too_much };
   std::string output, status;
-  cms_decrypt(sender_of(part), signature, text, _certificates, output, status);
+  cms_decrypt(get_from_address_for_verification(part), signature, text, _certificates, output, status);
   return lines_with_prefix(status, "");
-}
-
-// The one address that a certificate must have been issued to; unset where there is not exactly one.
-std::string body_part_t::opening_t::sender_of(body_part_t& part) {
-  std::vector<std::string> const senders = part.senders();
-  return senders.size() == 1 ? senders.front() : unset_string;
 }
 
 // --- Ciphertext --------------------------------------------------------------------------------------------------

@@ -50,6 +50,26 @@ TEST_F(Opening, PutsContentWhereItWas) {
   }
 }
 
+TEST_F(Opening, TellsWhoIsSaidToHaveSigned) {
+  std::string const two = "From: ann@x.org, bob@x.org\n";
+  struct { char const* name; std::string source; char const* signer; std::string from = "ann@x.org"; } const rows[] = {
+    { "signed", message(smime_signed(text)), "ann@x.org" },
+    { "opaque", message(envelope(opaque(text))), "ann@x.org" },
+    { "from two", message(smime_signed(text), two), "ann@x.org", unset_string },
+    { "encrypted", message(envelope(smime(true, true, text))), "" },
+    { "OpenPGP", message(pgp_signed(text)), "" },
+    { "text", message(text, "Subject: y\n"), "", unset_string },
+  };
+  for (auto const& row : rows) {
+    auto const root = test::message_of(row.source);
+    std::string signer;
+    EXPECT_EQ(cms_get_signer(*root, &signer), *row.signer != '\0') << row.name;
+    EXPECT_EQ(cms_get_signer(*root, nullptr), *row.signer != '\0') << row.name;
+    EXPECT_EQ(signer, row.signer) << row.name;
+    EXPECT_EQ(get_from_address_for_verification(*root), row.from) << row.name;
+  }
+}
+
 TEST_F(Opening, AsksForAPassphraseOnce) {
   std::string const one = envelope(smime(false, true, text));
   folder->write("identities/ann.pem", ann->pem() + ann->key_pem("sesame"));
