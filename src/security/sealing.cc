@@ -93,9 +93,11 @@ body_part_t* body_part_t::content_to_seal() {
 void body_part_t::settle_bytes() {
   if (is_untouched())
     return;
+  int const id = _unique_id;
   std::vector<int> const ids = ids_below(*this);
   generate_rfc822();
   store_header("#date-received", unset_string);
+  set_id(id);
   give_ids_below(*this, ids);
 }
 

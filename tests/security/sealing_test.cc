@@ -249,10 +249,10 @@ TEST_F(Sealing, SealsWhatIsEdited) {
     for (std::size_t i = 0; i < std::size(edits); ++i) {
       bool const is_encrypted = level != std::string("sign"), is_openpgp = protocol == std::string("OpenPGP");
       std::string const name = level + (" " + std::string(protocol)) + " " + std::to_string(i);
+      auto const inside = [&](body_part_t& part) -> body_part_t& { return (is_openpgp && is_encrypted ? part.subpart(1) : part).subpart(0); };
       auto const expect_inside = [&](body_part_t& part, body_part_t& plain) {
         EXPECT_EQ(part.get_security_level(), level) << name;
-        body_part_t& leaf = is_openpgp && is_encrypted ? part.subpart(1) : part;
-        EXPECT_EQ(test::describe(leaf.subpart(0)), test::describe(plain)) << name;
+        EXPECT_EQ(test::describe(inside(part)), test::describe(plain)) << name;
         EXPECT_EQ(part.text_body(false), plain.text_body(false)) << name;
       };
       body_part_t draft, plain;
@@ -264,10 +264,12 @@ TEST_F(Sealing, SealsWhatIsEdited) {
       edits[i](draft);
       edits[i](plain);
       expect_inside(draft, plain);
+      inside(draft).set_id(5);
       _gpg.emplace("PW_GPG", "/no/such");
       std::string message = written(draft);
       EXPECT_EQ(message.find("newsecret") == message.npos, is_encrypted) << name << message;
       EXPECT_EQ(word_of(draft), is_openpgp ? "generationFailed" : "-") << name;
+      EXPECT_EQ(inside(draft).get_id(), 5) << name;
       _gpg.reset();
       auto const stored = opened(written(draft)), plain_stored = test::message_of(written(plain));
       std::string const word = level == std::string("encrypt") ? "decrypted" : "trustedSignature";
