@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include <kelmime/unset.h>
+
 #include "body_lists.h"
 #include "escape.h"
 #include "json_writer.h"
@@ -56,7 +58,8 @@ exit_status_t outcome_of(message_t const& message, opened_message_t const& opene
     complain(message.name, "cannot be decrypted", details);
     return negative;
   }
-  if (std::ranges::none_of(parts, is_decrypted)) {
+  bool const says_nothing_of_all = opened.root().get_security_status(/*whole_message*/ true) == unset_string;
+  if (says_nothing_of_all || std::ranges::none_of(parts, is_decrypted)) {
     complain(message.name, "is not encrypted");
     return negative;
   }

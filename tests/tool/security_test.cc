@@ -212,6 +212,7 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
   std::string const around = "From: ann@example.org\n\nbefore\n" + block + "after\n";
   std::string const content_type = encrypted_letter.substr(encrypted_letter.find("Content-Type:"));
   std::string const beside = "From: ann@example.org\nContent-Type: multipart/mixed; boundary=mixed\n\n\n--mixed\n\nbeside\n--mixed\n" + content_type + "\n--mixed--\n";
+  std::string const without_protocol = "From: ann@example.org\nContent-Type: multipart/encrypted; boundary=mixed\n\n\n--mixed\n" + content_type + "\n--mixed\n\nbeside\n--mixed--\n";
   std::string const enclosed = "From: ann@example.org\nContent-Type: multipart/mixed; boundary=mixed\n\n\n--mixed\n\nbeside\n--mixed\nContent-Type: message/rfc822\n\n" + encrypted_letter + "\n--mixed--\n";
   struct {
     char const* name;
@@ -223,6 +224,7 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
     { "not encrypted", letter, 1, "", "is not encrypted" },
     { "signed", written({ "sign" }, letter), 1, "", "is not encrypted" },
     { "signed, and opened", opaque("\nsecret\n"), 1, "", "is not encrypted" },
+    { "in place of the control part", without_protocol, 1, "", "is not encrypted" },
     { "in an enclosed message", enclosed, 1, "", "is not encrypted" },
     { "tampered", tampered(encrypted_letter), 1, "", "cannot be decrypted\n  " },
     { "inline", "From: ann@example.org\n\n" + block, 0, "inline\n", "" },
