@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include <openssl/cms.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
 #include <openssl/rsa.h>
@@ -101,6 +102,13 @@ inline credentials_t issue(subject_t const& subject, credentials_t const* issuer
   add_addresses(certificate, subject.addresses);
   X509_sign(certificate, issuer ? issuer->key.get() : made.key.get(), EVP_sha256());
   return made;
+}
+
+// Signed data that carries its content.
+inline std::string opaque_by(credentials_t const& signer, std::string const& content) {
+  std::shared_ptr<BIO> const in(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())), BIO_free);
+  std::shared_ptr<CMS_ContentInfo> const cms(CMS_sign(signer.certificate.get(), signer.key.get(), nullptr, in.get(), CMS_BINARY), CMS_ContentInfo_free);
+  return credentials_t::written([&](BIO* out) { i2d_CMS_bio(out, cms.get()); });
 }
 
 }  // namespace kel::test

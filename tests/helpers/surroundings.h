@@ -8,9 +8,19 @@
 #include <string>
 #include <string_view>
 
+#include <gtest/gtest.h>
+
 #include <kel/path.h>
 
 namespace kel {
+
+// What a call writes to the standard error stream.
+template <typename Call>
+std::string complaints_of(Call const& call) {
+  testing::internal::CaptureStderr();
+  call();
+  return testing::internal::GetCapturedStderr();
+}
 
 // Sets an environment variable, or removes it, while it lives.
 class variable_guard_t {
@@ -55,6 +65,12 @@ public:
     std::string const file = path::join(_path, name);
     std::filesystem::create_directories(std::filesystem::path(file).parent_path());
     std::ofstream(file, std::ios::binary) << content;
+    return file;
+  }
+  // Writes a script of the shell, and returns its path.
+  std::string write_program(std::string_view name, std::string const& commands) const {
+    std::string const file = write(name, "#!/bin/bash\n" + commands);
+    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
     return file;
   }
 
