@@ -9,11 +9,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <openssl/cms.h>
 
 #include <codec/line_ends.h>
 #include <helpers/certificates.h>
-#include <helpers/describe.h>
+#include <helpers/messages.h>
 #include <kel/preferences.h>
 #include <kelmime/body.h>
 #include <kelmime/encoding.h>
@@ -22,20 +21,12 @@
 
 namespace kel {
 
+using test::multipart;
+using test::written;
+
 // --- Entities ----------------------------------------------------------------------------------------------------
 
 inline std::string part(std::string const& type, std::string const& body = "text\n") { return "Content-Type: " + type + "\n\n" + body; }
-
-inline std::string multipart(std::string const& subtype, std::vector<std::string> const& parts) {
-  std::size_t size = parts.size();
-  for (std::string const& one : parts)
-    size += one.size();
-  std::string const boundary = "=b" + std::to_string(size);
-  std::string text = "Content-Type: multipart/" + subtype + "; boundary=\"" + boundary + "\"\n\n\n";
-  for (std::string const& one : parts)
-    text += "--" + boundary + "\n" + one + "\n";
-  return text + "--" + boundary + "--\n";
-}
 
 inline std::string message(std::string const& entity, std::string const& from = "From: Ann <ann@x.org>\n") {
   return from + "Subject: x\nMIME-Version: 1.0\n" + entity;
@@ -103,24 +94,15 @@ protected:
     delete ann;
   }
 
-  // Signed data that carries its content.
-  static std::string opaque(std::string const& entity) {
-    std::shared_ptr<BIO> const in(BIO_new_mem_buf(entity.data(), static_cast<int>(entity.size())), BIO_free);
-    std::shared_ptr<CMS_ContentInfo> const cms(CMS_sign(ann->certificate.get(), ann->key.get(), nullptr, in.get(), CMS_BINARY), CMS_ContentInfo_free);
-    return test::credentials_t::written([&](BIO* out) { i2d_CMS_bio(out, cms.get()); });
-  }
-
+  static std::string opaque(std::string const& entity) { return test::opaque_by(*ann, entity); }
   static std::shared_ptr<body_part_t> opened(std::string const& source) {
     auto const root = test::message_of(source);
     decrypt_and_verify_signatures(*root);
     return root;
   }
-  static std::string shown(std::string const& word) { return word == unset_string ? "-" : word; }
-  static std::string word_of(body_part_t& part, bool whole_message = true) { return shown(part.get_security_status(whole_message)); }
-  static std::string written(body_part_t& part) {
-    std::vector<char> bytes;
-    part.generate_rfc822(std::back_inserter(bytes));
-    return { bytes.begin(), bytes.end() };
+  static std::string word_of(body_part_t& part, bool whole_message = true) {
+    std::string const word = part.get_security_status(whole_message);
+    return word == unset_string ? "-" : word;
   }
 
   static inline gpg_home_t* home = nullptr;
