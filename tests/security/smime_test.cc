@@ -39,8 +39,7 @@ struct people_t {
   credentials_t old_ann = issue({ { "ann@example.org" }, 0xA0, -60, -30 }, &authority);
   credentials_t young_ann = issue({ { "ann@example.org" }, 0xA2, 10, 30 }, &authority);
   credentials_t server_ann = issue({ .addresses = { "ann@example.org" }, .purpose = "serverAuth" }, &authority);
-  credentials_t encrypting_ann =
-      issue({ .addresses = { "ann@example.org" }, .serial = 0xAE, .usage = "keyAgreement" }, &authority);
+  credentials_t encrypting_ann = issue({ .addresses = { "ann@example.org" }, .serial = 0xAE, .usage = "keyAgreement" }, &authority);
 };
 
 people_t const& people() {
@@ -126,28 +125,24 @@ CMS_ContentInfo* signed_by(std::vector<credentials_t> const& signers, std::strin
 
 TEST(Smime, SignaturesAreWorthWhatTheirCertificatesAre) {
   folder_t const folder({});
-  struct { char const* name; credentials_t const& signer; std::string address; char const* word; trust_result_t trust; } const rows[] = {
-    { "good",                    people().ann,         "ann@example.org",  "trustedSignature", trust_result_t::unspecified },
-    { "letter case",             people().ann,         "ANN@example.ORG",  "trustedSignature", trust_result_t::unspecified },
-    { "its second address",      people().ann,         "ann@home.example", "trustedSignature", trust_result_t::unspecified },
-    { "RSA",                     people().carol,       "carol@example.org","trustedSignature", trust_result_t::unspecified },
-    { "another address",         people().ann,         "bob@example.org",  "validSignature",   trust_result_t::recoverable_failure },
-    { "part of the address",     people().ann,         "nn@example.org",   "validSignature",   trust_result_t::recoverable_failure },
-    { "no address",              people().ann,         unset_string,       "validSignature",   trust_result_t::invalid },
-    { "empty address",           people().ann,         "",                 "validSignature",   trust_result_t::recoverable_failure },
-    { "an address of two lines", people().ann,         "ann@example.org\nTRUST_FULLY", "validSignature", trust_result_t::recoverable_failure },
-    { "unknown authority",       people().strange_ann, "ann@example.org",  "validSignature",   trust_result_t::recoverable_failure },
-    { "expired",                 people().old_ann,     "ann@example.org",  "validSignature",   trust_result_t::recoverable_failure },
-    { "not yet valid",           people().young_ann,   "ann@example.org",  "validSignature",   trust_result_t::recoverable_failure },
-    { "made for servers",        people().server_ann,  "ann@example.org",  "validSignature",   trust_result_t::recoverable_failure },
+  using enum trust_result_t;
+  struct { char const* name; credentials_t const& signer; std::string address; trust_result_t trust; } const rows[] = {
+    { "good", people().ann, "ann@example.org", unspecified }, { "letter case", people().ann, "ANN@example.ORG", unspecified },
+    { "its second address", people().ann, "ann@home.example", unspecified }, { "RSA", people().carol, "carol@example.org", unspecified },
+    { "another address", people().ann, "bob@example.org", recoverable_failure }, { "part of it", people().ann, "nn@example.org", recoverable_failure },
+    { "no address", people().ann, unset_string, invalid }, { "empty address", people().ann, "", recoverable_failure },
+    { "an address of two lines", people().ann, "ann@example.org\nTRUST_FULLY", recoverable_failure },
+    { "unknown authority", people().strange_ann, "ann@example.org", recoverable_failure },
+    { "expired", people().old_ann, "ann@example.org", recoverable_failure }, { "not yet valid", people().young_ann, "ann@example.org", recoverable_failure },
+    { "made for servers", people().server_ann, "ann@example.org", recoverable_failure },
   };
   for (auto const& row : rows) {
     std::string const signature = written(signed_by({ row.signer }, with_crlf(entity), CMS_DETACHED));
     outcome_t const outcome = read(signature, row.address, entity);
-    EXPECT_EQ(outcome.word, row.word) << row.name << "\n" << outcome.status;
+    EXPECT_EQ(outcome.word, row.trust == unspecified ? "trustedSignature" : "validSignature") << row.name << "\n" << outcome.status;
     EXPECT_EQ(outcome.trust, row.trust) << row.name;
     EXPECT_EQ(outcome.output, "") << row.name;
-    EXPECT_NE(read(signature, row.address, entity + "PS\n").word, row.word) << row.name;
+    EXPECT_EQ(read(signature, row.address, entity + "PS\n").word, "badSignature") << row.name;
   }
 }
 
@@ -233,8 +228,7 @@ TEST(Smime, TheTypeOfTheContentIsSigned) {
 TEST(Smime, OneBadSignerIsEnough) {
   folder_t const folder(usual_files());
   CMS_ContentInfo* const message = signed_by({ people().ann, people().bob }, with_crlf(entity), CMS_DETACHED);
-  ASN1_OCTET_STRING* const bytes =
-      CMS_SignerInfo_get0_signature(sk_CMS_SignerInfo_value(CMS_get0_SignerInfos(message), 1));
+  ASN1_OCTET_STRING* const bytes = CMS_SignerInfo_get0_signature(sk_CMS_SignerInfo_value(CMS_get0_SignerInfos(message), 1));
   std::string changed(reinterpret_cast<char const*>(ASN1_STRING_get0_data(bytes)), static_cast<std::size_t>(ASN1_STRING_length(bytes)));
   changed.back() ^= 1;
   ASN1_STRING_set(bytes, changed.data(), static_cast<int>(changed.size()));
@@ -276,20 +270,14 @@ TEST(Smime, EnvelopesOpenForEveryRecipient) {
     encrypted = made("ann@example.org", everybody, false);
     both = made("ann@example.org", everybody, true);
   }
-  struct { char const* name; credentials_t const& reader; char const* word; char const* word_of_both; } const rows[] = {
-    { "Ann",   people().ann,       "decrypted",     "trustedSignature" },
-    { "Bob",   people().bob,       "decrypted",     "trustedSignature" },
-    { "Carol", people().carol,     "decrypted",     "trustedSignature" },
-    { "a key of the same name", people().old_ann, "decryptFailed", "decryptFailed" },
-  };
-  for (auto const& row : rows) {
-    folder_t const folder({ { "identities/own.pem", row.reader.both() } });
-    outcome_t const outcome = read(encrypted, "ann@example.org");
-    outcome_t const outcome_of_both = read(both, "ann@example.org");
-    EXPECT_EQ(outcome.word, row.word) << row.name << "\n" << outcome.status;
-    EXPECT_EQ(outcome_of_both.word, row.word_of_both) << row.name << "\n" << outcome_of_both.status;
-    EXPECT_EQ(outcome.output, outcome.word == "decrypted" ? entity : "") << row.name;
-    EXPECT_EQ(outcome_of_both.output, outcome.output) << row.name;
+  for (credentials_t const& reader : { people().ann, people().bob, people().carol, people().old_ann }) {
+    folder_t const folder({ { "identities/own.pem", reader.both() } });
+    bool const is_recipient = reader.key != people().old_ann.key;  // who has a certificate of the same address
+    outcome_t const outcome = read(encrypted, "ann@example.org"), outcome_of_both = read(both, "ann@example.org");
+    EXPECT_EQ(outcome.word, is_recipient ? "decrypted" : "decryptFailed") << outcome.status;
+    EXPECT_EQ(outcome_of_both.word, is_recipient ? "trustedSignature" : "decryptFailed") << outcome_of_both.status;
+    EXPECT_EQ(outcome.output, is_recipient ? entity : "");
+    EXPECT_EQ(outcome_of_both.output, outcome.output);
   }
   folder_t const nobodys({});
   EXPECT_EQ(read(encrypted, "ann@example.org").word, "decryptFailed");
@@ -311,7 +299,6 @@ TEST(Smime, NothingIsEncryptedThatTheSenderCannotRead) {
     { "no key",                  "bob@example.org",  { "bob@example.org" },                        false, true, "DECRYPTION_FAILED" },
     { "no certificate",          "ann@example.org",  { "ann@example.org", "zoe@example.org" },     false, true, "Failed to find certificate to encrypt for zoe@example.org.\n" },
     { "hostile address",         "ann@example.org",  { "zoe@x\nGOODSIG <y>" },                     false, true, "Failed to find certificate to encrypt for zoe@x GOODSIG <y>.\n" },
-    { "no identity",             "bob@example.org",  {},                                           true, false, "Failed to find identity to sign for bob@example.org.\n" },
     { "no identity, both",       "zoe@example.org",  { "bob@example.org" },                        true, true,  "Failed to find identity to sign for zoe@example.org.\n" },
     { "no recipient",            "ann@example.org",  {},                                           false, true, "DECRYPTION_FAILED" },
     { "nothing asked for",       "ann@example.org",  {},                                           false, false, "Neither" },
@@ -440,6 +427,8 @@ TEST(Smime, TheCertificateThatIsMeantIsTaken) {
 TEST(Smime, FilesMayBeProtected) {
   credentials_t const& ann = people().ann;
   std::string const locked_key = ann.pem() + ann.key_pem("sesame");
+  folder_t const old({ { "ann.pem", ann.both() } });
+  ASSERT_EQ(old.run("pkcs12 -export -legacy -in ann.pem -passout pass:sesame -out made"), 0);
   struct { char const* name; std::string file; std::optional<std::string> passphrase; bool is_opened; int questions; } const rows[] = {
     { "PEM",                         locked_key,            "sesame",     true,  1 },
     { "PEM, wrong",                  locked_key,            "wrong",      false, 1 },
@@ -448,6 +437,7 @@ TEST(Smime, FilesMayBeProtected) {
     { "PKCS#12",                     ann.pkcs12("sesame"),  "sesame",     true,  1 },
     { "PKCS#12, wrong",              ann.pkcs12("sesame"),  "wrong",      false, 1 },
     { "PKCS#12, not told",           ann.pkcs12("sesame"),  std::nullopt, false, 1 },
+    { "PKCS#12 as most programs write it", old.read("made"), "sesame",    true,  1 },
     { "PKCS#12 without passphrase",  ann.pkcs12(""),        std::nullopt, true,  0 },
     { "not protected",               ann.both(),            std::nullopt, true,  0 },
   };
@@ -478,14 +468,11 @@ TEST(Smime, WhatIsNoCertificateIsPassedOver) {
   folder.write("certificates/.hidden", "no certificate");
   folder.write("certificates/folder/x.pem", people().bob.pem());
   std::filesystem::create_symlink("nowhere", folder.path() + "/certificates/link");
-  testing::internal::CaptureStderr();
+  std::string const unable = "Warning: Unable to read ", inside = " '" + folder.path() + "/certificates/";
   std::string status;
-  EXPECT_EQ(find_certificate("ann@example.org", status).value_or(certificate_t()).serial, "AE") << "behind a broken one";
-  std::string const inside = folder.path() + "/certificates/";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Warning: Unable to read certificates of '" + inside + "a.txt'\n" +
-                                                        "Warning: Unable to read certificates of '" + inside + "b.pem'\n" +
-                                                        "Warning: Unable to read everything in '" + inside + "c.pem'\n" +
-                                                        "Warning: Unable to read certificates of '" + inside + "large.pem'\n");
+  auto const find = [&] { EXPECT_EQ(find_certificate("ann@example.org", status).value_or(certificate_t()).serial, "AE") << "behind a broken one"; };
+  EXPECT_EQ(complaints_of(find), unable + "certificates of" + inside + "a.txt'\n" + unable + "certificates of" + inside + "b.pem'\n" +
+                                 unable + "everything in" + inside + "c.pem'\n" + unable + "certificates of" + inside + "large.pem'\n");
 }
 
 TEST(Smime, ACertificateTellsWhatItHolds) {
@@ -521,9 +508,7 @@ TEST(Smime, PoliciesNeedAnAddressAndThePurposeOfMail) {
 std::string traced(std::function<void()> const& run) {
   static regexp::pattern_t const changing("0x[0-9a-f]{4,}|\\(nil\\)|Input string \\([0-9]+\\): \"0.*\"$|Data \\([0-9]+\\)");
   preferences::set("PwDebugSecurity", true);
-  testing::internal::CaptureStderr();
-  run();
-  std::string const text = testing::internal::GetCapturedStderr();
+  std::string const text = complaints_of(run);
   preferences::set("PwDebugSecurity", false);
   return format_string::replace(text, changing, "*");
 }
@@ -531,57 +516,15 @@ std::string traced(std::function<void()> const& run) {
 TEST(Smime, TracesTellTheSteps) {
   folder_t const folder(usual_files());
   std::string message, content, status;
-  std::string const shown = "Content-Type: text/plain\\n\\nDear Bob,\\n\\nmeet at 8.\\n";
   EXPECT_EQ(traced([&] { cms_encrypt("ann@example.org", { "Bob@example.org", "ann@home.example" }, true, true, entity, message, status); }),
-            "S/MIME sign/encrypt\n"
-            " Sign for address: ann@example.org\n"
-            " Encrypt for address: Bob@example.org\n"
-            " Encrypt for address: ann@home.example\n"
-            " Input string (48): \"" + shown + "\"\n"
-            "Searching for certificate for Bob@example.org\n"
-            " Found 1 candidate(s)\n"
-            "  Certificate has 1 email address(es)\n"
-            "  Comparing 'bob@example.org' with 'bob@example.org'\n"
-            "Serial: 0xB2\n"
-            "  Found match (bob@example.org)\n"
-            "Searching for certificate for ann@home.example\n"
-            " Found 1 candidate(s)\n"
-            "  Certificate has 2 email address(es)\n"
-            "  Comparing 'ann@example.org' with 'ann@home.example'\n"
-            "Serial: 0xA1\n"
-            "  Comparing 'ann@home.example' with 'ann@home.example'\n"
-            "Serial: 0xA1\n"
-            "  Found match (ann@home.example)\n"
-            " Addresses found: *, *\n"
-            " CMSEncode\n"
-            "S/MIME verify/decrypt\n"
-            " *\n"
-            " *\n"
-            " CMSDecoderCreate\n"
-            " CMSDecoderUpdateMessage\n"
-            " CMSDecoderFinalizeMessage\n"
-            " Looking for content\n"
-            " CMSDecoderFinalizeMessage\n"
-            " Looking for content\n"
-            " Output string (48): \"" + shown + "\"\n"
-            " Detail: DECRYPTION_OKAY\n"
-            " Detail: GOODSIG <Ann@Example.org>\n"
-            " Result: Success\n");
+            path::content(KELMIME_TEST_DATA "/security/traces/smime.txt"));
   std::string const left_out = traced([&] { cms_encrypt("ann@example.org", { "bob@example.org" }, false, true, entity, message, status = ""); });
-  EXPECT_TRUE(left_out.ends_with(" Unable to decrypt/verify the encrypted data.\n"
-                                 " Result: Failure\n"
-                                 " Detail: The message is encrypted to none of the private keys.\n"
-                                 " Detail: DECRYPTION_FAILED\n")) << left_out;
+  EXPECT_TRUE(left_out.ends_with(" Unable to decrypt/verify the encrypted data.\n Result: Failure\n"
+                                 " Detail: The message is encrypted to none of the private keys.\n Detail: DECRYPTION_FAILED\n")) << left_out;
   std::string const unreadable = traced([&] { cms_decrypt("ann@example.org", "x", 1, unset_string, content, status = ""); });
   EXPECT_TRUE(status.ends_with(" Error code: 109052027\n") && !status.starts_with("Unknown")) << status;
-  EXPECT_EQ(unreadable,
-            "S/MIME verify/decrypt\n"
-            " Verify for address: ann@example.org\n"
-            " *\n"
-            " Input string (1): \"x\"\n"
-            " CMSDecoderCreate\n"
-            " Output string (0): \"\"\n"
-            " Detail: " + status);
+  EXPECT_EQ(unreadable, "S/MIME verify/decrypt\n Verify for address: ann@example.org\n *\n Input string (1): \"x\"\n"
+                        " CMSDecoderCreate\n Output string (0): \"\"\n Detail: " + status);
 }
 
 // --- Other programs ----------------------------------------------------------------------------------------------
@@ -603,42 +546,24 @@ TEST(Smime, WhatOpenSSLWritesIsRead) {
   std::string const signer = " -in content -signer ann.pem -outform DER -out made";
   struct { char const* name; std::string command; std::string detached; char const* word; } const rows[] = {
     { "SHA-512",            "cms -sign -md sha512" + signer,                                       entity,       "trustedSignature" },
-    { "by key identifier",  "cms -sign -keyid -nosmimecap" + signer,                               entity,       "unknown" },
     { "indefinite lengths", "cms -sign -nodetach -stream -indef" + signer,                         unset_string, "trustedSignature" },
     { "PSS",                "cms -sign -in content -signer carol.pem -keyopt rsa_padding_mode:pss -outform DER -out made", entity, "validSignature" },
-    { "PKCS#7",             "smime -sign -in content -signer carol.pem -outform DER -out made",    entity,       "validSignature" },
     { "3DES",               "cms -encrypt -des3 -in content -outform DER -out made carol.pem",     unset_string, "decrypted" },
     { "OAEP",               "cms -encrypt -in content -outform DER -out made -recip carol.pem -keyopt rsa_padding_mode:oaep", unset_string, "decrypted" },
-    { "GCM",                "cms -encrypt -aes-256-gcm -in content -outform DER -out made ann.pem", unset_string, "decrypted" },
     { "stream",             "cms -encrypt -stream -in content -outform DER -out made ann.pem",     unset_string, "decrypted" },
     { "a digest",           "cms -digest_create -in content -outform DER -out made",               unset_string, "unknown" },
+    { "GCM",                "cms -encrypt -aes-256-gcm -in content -outform DER -out made ann.pem", unset_string, "decrypted" },
   };
   for (auto const& row : rows) {
-    ASSERT_EQ(folder.run(row.command) == 0, row.command.find("-keyid") == row.command.npos) << row.name;
-    if (row.word == std::string("unknown") && row.detached != unset_string)
-      continue;
+    ASSERT_EQ(folder.run(row.command), 0) << row.name;
     outcome_t const outcome = read(folder.read("made"), "ann@example.org", row.detached);
     EXPECT_EQ(outcome.word, row.word) << row.name << "\n" << outcome.status;
-    bool const has_content = row.detached == unset_string && outcome.word != "unknown";
-    EXPECT_EQ(outcome.output, has_content ? entity : "") << row.name;
+    EXPECT_EQ(outcome.output, row.detached == unset_string && outcome.word != "unknown" ? entity : "") << row.name;
   }
   // The last bytes of an authenticated envelope are its proof.
-  ASSERT_EQ(folder.run("cms -encrypt -aes-256-gcm -in content -outform DER -out made ann.pem"), 0);
   std::string tampered = folder.read("made");
   tampered.back() ^= 1;
-  outcome_t const outcome = read(tampered, "ann@example.org");
-  EXPECT_EQ(outcome.word, "decryptFailed");
-  EXPECT_EQ(outcome.output, "");
-}
-
-// What most programs still protect PKCS#12 files with.
-TEST(Smime, OldPkcs12IsRead) {
-  folder_t const folder({ { "ann.pem", people().ann.both() }, { "identities/none", "" } });
-  ASSERT_EQ(folder.run("pkcs12 -export -legacy -in ann.pem -passout pass:sesame -out identities/none"), 0);
-  set_passphrase_callback([](std::string const&) { return "sesame"; });
-  std::string status;
-  EXPECT_TRUE(KelSecCopyIdentity("ann@example.org", status));
-  set_passphrase_callback(nullptr);
+  EXPECT_EQ(read(tampered, "ann@example.org").word + read(tampered, "ann@example.org").output, "decryptFailed");
 }
 
 }  // namespace
