@@ -1,6 +1,5 @@
 // The verbs of protection, with keys and certificates of the tests' own.
 #include <gtest/gtest.h>
-#include <openssl/cms.h>
 
 #include <filesystem>
 #include <iterator>
@@ -82,10 +81,7 @@ std::string tampered(std::string message) {
 
 // Signed by somebody, and in one piece with what is signed.
 std::string opaque(std::string const& entity) {
-  auto const eve = kel::test::issue({ .addresses = { "eve@example.org" } });
-  std::shared_ptr<BIO> const in(BIO_new_mem_buf(entity.data(), static_cast<int>(entity.size())), BIO_free);
-  std::shared_ptr<CMS_ContentInfo> const cms(CMS_sign(eve.certificate.get(), eve.key.get(), nullptr, in.get(), CMS_BINARY), CMS_ContentInfo_free);
-  std::string const bytes = kel::test::credentials_t::written([&](BIO* out) { i2d_CMS_bio(out, cms.get()); });
+  std::string const bytes = kel::test::opaque_by(kel::test::issue({ .addresses = { "eve@example.org" } }), entity);
   std::string message = "From: eve@example.org\nContent-Type: application/pkcs7-mime\nContent-Transfer-Encoding: base64\n\n";
   kel::encode(bytes.begin(), bytes.end(), std::back_inserter(message), "base64");
   return message;
@@ -93,43 +89,22 @@ std::string opaque(std::string const& entity) {
 
 // --- Writing -----------------------------------------------------------------------------------------------------
 
-TEST_F(Security, SignsForOtherPrograms) {
-  std::string const protected_letter = written({ "sign" }, letter);
-  EXPECT_EQ(written({ "get", "received", "subject", "date", "message-id", "resent-date", "x-mailer", "x-odd", "content-type.parameter.micalg" }, protected_letter),
-            written({ "get", "received", "subject", "date", "message-id", "resent-date", "x-mailer", "x-odd" }, letter) + "pgp-sha256\n");
-  EXPECT_EQ(written({ "get", "--default", "-", "date", "message-id", "x-mailer" }, written({ "sign" }, "From: ann@example.org\n\nx\n")), "-\n-\n-\n");
-  scratch_t const scratch;
-  std::string const take_out =
-      "python3 -c 'import email, email.policy, sys\n"
-      "content, signature = email.message_from_bytes(sys.stdin.buffer.read()).get_payload()\n"
-      "open(\"content\", \"wb\").write(content.as_bytes(policy=email.policy.compat32.clone(linesep=\"\\r\\n\", mangle_from_=False)))\n"
-      "open(\"signature\", \"wb\").write(signature.get_payload(decode=True))'";
-  auto const is_verified = [&](std::string const& message) {
-    std::string out, err;
-    return kel::run_command(kel::basic_environment(), "cd " + scratch.path() + " && " + take_out + " && \"$PW_GPG\" --verify signature content", message, out, err).is_success;
-  };
-  EXPECT_TRUE(is_verified(protected_letter));
-  EXPECT_FALSE(is_verified(replaced(protected_letter, "secret", "Secret")));
+TEST_F(Security, SignsUnderTheHeadersThatCame) {
+  words_t const names = { "get", "--default", "-", "received", "subject", "date", "message-id", "resent-date", "x-mailer", "x-odd" };
+  for (std::string const& message : { letter, std::string("From: ann@example.org\n\nx\n") })
+    EXPECT_EQ(written(names, written({ "sign" }, message)), written(names, message));
 }
 
 TEST_F(Security, WritesNothingWhereItCannotProtect) {
   std::string const signed_letter = written({ "sign" }, letter), encrypted_letter = written({ "encrypt", "--protocol", "smime" }, letter);
   std::string const from_eve = replaced(letter, "ann@", "eve@"), to_eve = replaced(letter, "bob@", "eve@");
-  struct {
-    char const* name;
-    words_t arguments;
-    std::string input;
-    int status;
-    char const* complaint;
-  } const rows[] = {
+  struct { char const* name; words_t arguments; std::string input; int status; char const* complaint; } const rows[] = {
     { "signed already", { "sign" }, signed_letter, 1, "is signed or encrypted already" },
     { "signed by another protocol", { "encrypt", "--protocol", "smime" }, signed_letter, 1, "is signed or encrypted already" },
     { "encrypted already", { "encrypt", "--sign" }, encrypted_letter, 1, "is signed or encrypted already" },
     { "no key of the sender", { "sign" }, from_eve, 4, "cannot be signed\n  " },
     { "no key of a recipient", { "encrypt" }, to_eve, 4, "INV_RECP" },
-    { "no certificate of the sender", { "sign", "--protocol", "smime" }, from_eve, 4, "cannot be signed\n  " },
     { "no certificate of a recipient", { "encrypt", "--protocol", "smime" }, to_eve, 4, "cannot be encrypted\n  " },
-    { "hidden recipients", { "encrypt", "--protocol=smime" }, "Bcc: ann@example.org\n" + letter, 4, "Bcc recipients are not currently supported" },
     { "nobody", { "sign" }, "", 4, "cannot be signed" },
     { "no such protocol", { "sign", "--protocol", "pem" }, letter, 2, "pem" },
     { "two messages", { "encrypt", "a", "b" }, "", 2, "b" },
@@ -140,13 +115,6 @@ TEST_F(Security, WritesNothingWhereItCannotProtect) {
     EXPECT_EQ(outcome.out, "") << row.name;
     EXPECT_NE(outcome.err.find(row.complaint), std::string::npos) << row.name << ": " << outcome.err;
   }
-  kel::variable_guard_t const missing("PW_GPG", "/nowhere/gpg");
-  for (char const* const verb : { "sign", "encrypt" }) {
-    auto const outcome = kelmime({ verb }, letter);
-    EXPECT_EQ(outcome.status, 4);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_NE(outcome.err.find("MISSING_COMMAND (/nowhere/gpg)"), std::string::npos);
-  }
 }
 
 // --- Reading -----------------------------------------------------------------------------------------------------
@@ -155,12 +123,7 @@ TEST_F(Security, TellsWhatAMessageIsWorth) {
   for (std::string const protocol : { "openpgp", "smime" }) {
     auto const sealed = [&](words_t arguments) { return arguments.insert(arguments.end(), { "--protocol", protocol }), written(arguments, letter); };
     std::string const signed_letter = sealed({ "sign" }), encrypted_letter = sealed({ "encrypt" }), both = sealed({ "encrypt", "--sign" });
-    struct {
-      char const* name;
-      std::string message;
-      char const* word;
-      int status;
-    } const rows[] = {
+    struct { char const* name; std::string message; char const* word; int status; } const rows[] = {
       { "signed", signed_letter, "trustedSignature", 0 },
       { "signed, tampered", replaced(signed_letter, "secret", "Secret"), "badSignature", 1 },
       { "encrypted", encrypted_letter, "decrypted", 1 },
@@ -173,8 +136,8 @@ TEST_F(Security, TellsWhatAMessageIsWorth) {
       auto const outcome = kelmime({ "verify" }, row.message);
       EXPECT_EQ(outcome.out, std::string(row.word) + "\n") << protocol << ", " << row.name;
       EXPECT_EQ(outcome.status, row.status) << protocol << ", " << row.name;
-      std::string const status = written({ "json", "--bodies", "none" }, row.message);
-      EXPECT_NE(status.find("\"status\": \"" + (row.word == std::string("none") ? "" : std::string(row.word)) + "\""), status.npos) << protocol << ", " << row.name;
+      std::string const status = written({ "json", "--bodies", "none" }, row.message), word = row.word == std::string("none") ? "" : row.word;
+      EXPECT_NE(status.find("\"status\": \"" + word + "\""), status.npos) << protocol << ", " << row.name;
     }
     scratch_t const scratch;
     std::string const good = scratch.file("good", signed_letter), plain = scratch.file("plain", letter);
@@ -190,8 +153,8 @@ TEST_F(Security, OpensWhatIsEncrypted) {
     EXPECT_EQ(message.find("secret"), message.npos) << name;
     EXPECT_EQ(written({ "decrypt" }, message), text) << name;
     EXPECT_EQ(written({ "decrypt", "--json" }, message), written({ "json" }, message)) << name;
-    std::string const json = written({ "json" }, message), shown = written({ "show" }, message), sealed = written({ "show", "--sealed" }, message);
-    EXPECT_NE(json.find("\"value\": \"" + text.substr(0, text.size() - 1) + "\""), json.npos) << name;
+    std::string const shown = written({ "show" }, message), sealed = written({ "show", "--sealed" }, message);
+    EXPECT_NE(written({ "json" }, message).find("\"value\": \"" + text.substr(0, text.size() - 1) + "\""), text.npos) << name;
     EXPECT_NE(shown.find(std::string("\nSecurity: ") + (arguments.size() % 2 ? "decrypted, " : "trustedSignature, ")), shown.npos) << name << shown;
     EXPECT_NE(shown.find("\n\n" + text + "\nAttachments:\n"), shown.npos) << name << shown;
     EXPECT_EQ(shown.find("encrypted.asc"), shown.npos) << name;
@@ -214,13 +177,7 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
   std::string const beside = "From: ann@example.org\nContent-Type: multipart/mixed; boundary=mixed\n\n\n--mixed\n\nbeside\n--mixed\n" + content_type + "\n--mixed--\n";
   std::string const without_protocol = "From: ann@example.org\nContent-Type: multipart/encrypted; boundary=mixed\n\n\n--mixed\n" + content_type + "\n--mixed\n\nbeside\n--mixed--\n";
   std::string const enclosed = "From: ann@example.org\nContent-Type: multipart/mixed; boundary=mixed\n\n\n--mixed\n\nbeside\n--mixed\nContent-Type: message/rfc822\n\n" + encrypted_letter + "\n--mixed--\n";
-  struct {
-    char const* name;
-    std::string message;
-    int status;
-    std::string out;
-    char const* complaint;
-  } const rows[] = {
+  struct { char const* name; std::string message; int status; std::string out; char const* complaint; } const rows[] = {
     { "not encrypted", letter, 1, "", "is not encrypted" },
     { "signed", written({ "sign" }, letter), 1, "", "is not encrypted" },
     { "signed, and opened", opaque("\nsecret\n"), 1, "", "is not encrypted" },
@@ -249,11 +206,10 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
 
 // A message that is not protected starts no program, and its body cannot pose as a line of ours.
 TEST_F(Security, LeavesOtherMessagesAlone) {
-  std::string const trap = folder->file("trap", "#!/bin/sh\ntouch " + folder->path("started") + "\n");
-  std::filesystem::permissions(trap, std::filesystem::perms::owner_all);
+  kel::temporary_folder_t const programs;
+  std::string const trap = programs.write_program("trap", "touch " + folder->path("started"));
   kel::variable_guard_t const gpg_trap("PW_GPG", trap), tnef_trap("PW_TNEF", trap);
-  std::string const shown = written({ "show" }, "Subject: x\n Security: y\n\nSecurity: trustedSignature, OpenPGP\n");
-  EXPECT_EQ(shown, "Subject: x Security: y\n\nSecurity: trustedSignature, OpenPGP\n");
+  EXPECT_EQ(written({ "show" }, "Subject: x\n Security: y\n\nSecurity: trustedSignature, OpenPGP\n"), "Subject: x Security: y\n\nSecurity: trustedSignature, OpenPGP\n");
   written({ "json" }, letter);
   written({ "extract", "--stdout" }, letter);
   std::string const encrypted = "Content-Type: multipart/encrypted; protocol=\"application/pgp-encrypted\"; boundary=a\n\n\n--a\nContent-Type: application/pgp-encrypted\n\nVersion: 1\n--a\nContent-Type: application/octet-stream\n\nx\n--a--\n";
