@@ -10,7 +10,7 @@
 #include <kel/preferences.h>
 #include <kel/text.h>
 #include <kelmime/encoding.h>
-#include <helpers/describe.h>
+#include <helpers/messages.h>
 #include <helpers/repeated.h>
 #include <helpers/surroundings.h>
 #include <security/leftovers.h>
@@ -42,22 +42,18 @@ std::string const text_in_tnef = attribute(1, 0x0002800C, "What it says");
 
 std::string tnef_of(std::vector<std::pair<std::string, std::string>> const& files, std::string const& more = "") {
   std::string bytes = number(0x223E9F78, 4) + number(1, 2) + attribute(1, 0x00089006, number(0x10000, 4)) + more;
-  for (auto const& [name, content] : files) {
-    bytes += attribute(2, 0x00069002, std::string(14, '\0')) + attribute(2, 0x00018010, name + '\0') +
-             attribute(2, 0x0006800F, content);
-  }
+  for (auto const& [name, content] : files)
+    bytes += attribute(2, 0x00069002, std::string(14, '\0')) + attribute(2, 0x00018010, name + '\0') + attribute(2, 0x0006800F, content);
   return bytes;
 }
 
-std::string code_page(std::size_t page) {
-  return attribute(1, 0x00069007, number(page, 8));
-}
+std::string code_page(std::size_t page) { return attribute(1, 0x00069007, number(page, 8)); }
+std::string skipped(std::string const& name) { return "Warning: Skipped '" + name + "' in tnef attachment\n"; }
 
 std::string message_with(std::string_view bytes) {
-  std::string text = "From: a@example.org\nMIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=x\n\n--x\n\nHello\n--x\n"
-                     "Content-Type: application/ms-tnef; name=winmail.dat\nContent-Transfer-Encoding: base64\n\n";
-  encode(bytes.begin(), bytes.end(), std::back_inserter(text), "base64");
-  return text + "\n--x--\n";
+  std::string part = test::leaf("application/ms-tnef; name=winmail.dat", "", "Content-Transfer-Encoding: base64\n");
+  encode(bytes.begin(), bytes.end(), std::back_inserter(part), "base64");
+  return "From: a@example.org\nMIME-Version: 1.0\n" + test::multipart("mixed", { "\nHello", part });
 }
 
 // --- Unpacking ---------------------------------------------------------------------------------------------------
@@ -71,9 +67,7 @@ protected:
     _source = message_with(bytes);
     _message = message_of(_source);
     body_part_t& part = _message->subpart(1);
-    testing::internal::CaptureStderr();
-    unpack_tnef(part, limits);
-    said = testing::internal::GetCapturedStderr();
+    said = complaints_of([&] { unpack_tnef(part, limits); });
     EXPECT_EQ(part.subparts().size(), 1u);
     return part.subpart(0);
   }
@@ -89,13 +83,11 @@ protected:
   }
 
   void use_program(std::string const& commands) {
-    fs::permissions(_folder.write("tnef", "#!/bin/bash\n" + commands), fs::perms::owner_all);
-    _program.emplace("PW_TNEF", _folder.path() + "/tnef");
+    _program.emplace("PW_TNEF", _folder.write_program("tnef", commands));
   }
   // A decoder that lists this, and runs the commands in the folder for its files.
   void use_extractor(std::string const& listing, std::string const& commands) {
-    use_program("cat >/dev/null\nif [[ $* == *--list ]]; then printf '" + listing + "'; else cd \"${@: -1}\"; " + commands +
-                "; fi\n");
+    use_program("cat >/dev/null\nif [[ $* == *--list ]]; then printf '" + listing + "'; else cd \"${@: -1}\"; " + commands + "; fi\n");
   }
 
   std::string said;
@@ -105,10 +97,6 @@ protected:
   leftovers_t _temporary;
   std::optional<variable_guard_t> _program;
 };
-
-std::string skipped(std::string const& name) {
-  return "Warning: Skipped '" + name + "' in tnef attachment\n";
-}
 
 TEST_F(Tnef, IsKnownByTypeOrName) {
   struct { char const* headers; bool expected; } const rows[] = {
@@ -165,9 +153,7 @@ TEST_F(Tnef, TellsTheReaderAndKeepsTheMessage) {
     EXPECT_EQ(test::all_records(content), "");
     unpack_tnef(_message->subpart(1));
     EXPECT_EQ(_message->subpart(1).num_subparts(), 1u) << "once";
-    std::vector<char> written;
-    _message->generate_rfc822(std::back_inserter(written));
-    EXPECT_EQ(std::string(written.begin(), written.end()), _source);
+    EXPECT_EQ(test::written(*_message), _source);
   }
 }
 
