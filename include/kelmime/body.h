@@ -484,6 +484,7 @@ private:
   bool decides_reading(std::string const& name, std::string const& value);
   void forget_source_body();
   void content_changed();
+  void fold_up();
   void take_body(std::shared_ptr<std::vector<char>> bytes);
   void adopt_subparts();
   body_part_t const& root() const;

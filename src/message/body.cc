@@ -126,12 +126,7 @@ void body_part_t::init() {
   _raw_begin = _body_begin = _raw_end = nullptr;
   _source_body = {};
   _level = 0;
-  _decoded_body.reset();
-  _is_decoded = false;
-  _is_split = false;
-  _lacks_subparts = false;
-  _holds_utf8_text = false;
-  _subparts.clear();
+  fold_up();
   _parent = nullptr;
   _original_data.reset();
   _headers.clear();
@@ -325,6 +320,16 @@ void body_part_t::content_changed() {
   forget_source_body();
 }
 
+// Back to the state before anything was unfolded.
+void body_part_t::fold_up() {
+  _decoded_body.reset();
+  _is_decoded = false;
+  _is_split = false;
+  _lacks_subparts = false;
+  _holds_utf8_text = false;
+  _subparts.clear();
+}
+
 // Makes these bytes the body that is to be unfolded under the present headers.
 void body_part_t::take_body(std::shared_ptr<std::vector<char>> bytes) {
   bool const is_empty = bytes->empty();  // no bytes may come without an address
@@ -333,12 +338,7 @@ void body_part_t::take_body(std::shared_ptr<std::vector<char>> bytes) {
   _source_body = { _bytes->begin(), _bytes->end() };
   _raw_begin = _body_begin = _source_body.begin;
   _raw_end = _source_body.end;
-  _decoded_body.reset();
-  _is_decoded = false;
-  _is_split = false;
-  _lacks_subparts = false;
-  _holds_utf8_text = false;
-  _subparts.clear();
+  fold_up();
 }
 
 void body_part_t::add_header(std::string const& name, std::string const& value) {

@@ -100,7 +100,7 @@ bool is_token(std::string_view word) {
 media_type_t sendable_type(std::string const& stated, std::string const& name, std::string_view bytes) {
   std::string const wanted = text::lowercase(stated.empty() ? mime::mime_type_for_filepath(name) : stated);
   std::size_t const slash = std::min(wanted.find('/'), wanted.size());
-  media_type_t const found = { wanted.substr(0, slash), wanted.substr(std::min(slash + 1, wanted.size())) };
+  media_type_t found = { wanted.substr(0, slash), wanted.substr(std::min(slash + 1, wanted.size())) };
   bool const is_container = found.type == "multipart" || (found.type == "message" && found.subtype != "rfc822");
   bool const is_unreadable = found.type == "text" && !utf8::is_valid(bytes.begin(), bytes.end());
   if (is_container || is_unreadable || !is_token(found.type) || !is_token(found.subtype))

@@ -69,7 +69,7 @@ std::string body_part_t::get_security_level() {
   if (!is_multi_part())
     return "none";
   for (body_part_t& child : subparts()) {
-    std::string const level = child.get_security_level();
+    std::string level = child.get_security_level();
     if (level != "none")
       return level;
   }
@@ -93,7 +93,7 @@ std::string body_part_t::get_security_protocol() {
   if (!is_multi_part())
     return has_security_status() && !is_rogue_part() ? "OpenPGP (inlined)" : "Unknown";
   for (body_part_t& child : subparts()) {
-    std::string const protocol = child.get_security_protocol();
+    std::string protocol = child.get_security_protocol();
     if (protocol != "Unknown")
       return protocol;
   }

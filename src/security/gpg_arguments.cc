@@ -92,7 +92,7 @@ std::string gpg_hash_name(std::string_view status) {
     if (!match)
       continue;
     long const number = std::strtol(std::string(match.text(1)).c_str(), nullptr, 10);
-    std::string const name = gpg_hash_name(number);
+    std::string name = gpg_hash_name(number);
     if (!name.empty())
       return name;
     warning("Unknown hash algorithm (%ld)\n", number);
