@@ -1,4 +1,6 @@
 // What the real program says, row by row.
+#include <optional>
+
 #include <gtest/gtest.h>
 
 #include <kel/preferences.h>
@@ -14,22 +16,15 @@ using lines_t = std::vector<std::string>;
 class GnuPG : public testing::Test {
 protected:
   static void SetUpTestSuite() {
-    home = new gpg_home_t;
+    home.emplace();
     home->make_key("Ann <Ann@x.org>");
     home->make_key("Bob <bob@x.org>");
     home->gpg("--quick-sign-key --local-user ann@x.org " + home->fingerprint("bob@x.org"));
     home->set_owner_trust(home->fingerprint("bob@x.org"), 2);
     home->set_owner_trust(home->make_key("Stranger <stranger@x.org>"), 2);
   }
-  static void TearDownTestSuite() {
-    delete home;
-    home = nullptr;
-  }
+  static void TearDownTestSuite() { home.reset(); }
 
-  static std::string run(std::string const& args, std::string_view input, std::string const& signature = unset_string) {
-    run_gpg(args, input, signature, output, status);
-    return output;
-  }
   // The keyword of the last run, read line by line and closely.
   static std::string keywords(std::string const& sender) {
     lines_t lines = lines_with_prefix(status, "[GNUPG:] ");
@@ -37,11 +32,11 @@ protected:
     return parse_security_status(lines, sender) + " " + signature_verdict(lines, { sender }, signature_engine_t::openpgp);
   }
   static std::string verified(std::string_view text, std::string const& signature, std::string const& sender) {
-    run("--verify", text, signature);
+    run_gpg("--verify", text, signature, output, status);
     return keywords(sender);
   }
   static std::string decrypted(std::string const& ciphertext, std::string const& sender) {
-    run("--decrypt", ciphertext);
+    run_gpg("--decrypt", ciphertext, unset_string, output, status);
     return keywords(sender);
   }
   static std::string signature_of(std::string const& signer, std::string const& options = "--detach-sign") {
@@ -53,7 +48,7 @@ protected:
              signature_of(signer, "--sign --encrypt --recipient \"<ann@x.org>\" --trust-model always " + options) };
   }
 
-  static inline gpg_home_t* home = nullptr;
+  static inline std::optional<gpg_home_t> home;
   static inline std::string output, status;
 };
 
@@ -116,10 +111,8 @@ TEST_F(GnuPG, TellsWhatItCannotDo) {
   EXPECT_EQ(decrypted(tampered, "ann@x.org"), "trustedSignature decryptFailed");
   EXPECT_EQ(output, "text\n") << "the text comes before the failure";
 
-  std::string const for_lost = [] {
-    home->make_key("Lost <lost@x.org>");
-    return home->gpg("--encrypt --recipient lost@x.org", "text\n");
-  }();
+  home->make_key("Lost <lost@x.org>");
+  std::string const for_lost = home->gpg("--encrypt --recipient lost@x.org", "text\n");
   home->gpg("--yes --delete-secret-key " + home->fingerprint("lost@x.org"));
   EXPECT_EQ(decrypted(for_lost, ""), "decryptFailed decryptFailed");
   EXPECT_EQ(decrypted("no message", ""), "unknown unknown");

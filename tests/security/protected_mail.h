@@ -5,6 +5,7 @@
 
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -77,21 +78,20 @@ inline std::string envelope(std::string const& bytes) { return base64_part("appl
 class ProtectedMail : public testing::Test {
 protected:
   static void SetUpTestSuite() {
-    home = new gpg_home_t;
+    home.emplace();
     home->make_key("Ann <ann@x.org>");
     home->set_owner_trust(home->make_key("Stranger <stranger@x.org>"), 2);
-    folder = new temporary_folder_t;
+    folder.emplace();
     test::credentials_t const authority = test::issue({ .is_authority = true });
-    ann = new test::credentials_t(test::issue({ .addresses = { "ann@x.org" } }, &authority));
+    ann = test::issue({ .addresses = { "ann@x.org" } }, &authority);
     folder->write("authorities/one.pem", authority.pem());
     folder->write("identities/ann.pem", ann->both());
     preferences::set("PwCertificateFolder", folder->path());
   }
   static void TearDownTestSuite() {
     preferences::reset();
-    delete home;
-    delete folder;
-    delete ann;
+    home.reset();
+    folder.reset();
   }
 
   static std::string opaque(std::string const& entity) { return test::opaque_by(*ann, entity); }
@@ -105,9 +105,9 @@ protected:
     return word == unset_string ? "-" : word;
   }
 
-  static inline gpg_home_t* home = nullptr;
-  static inline temporary_folder_t* folder = nullptr;
-  static inline test::credentials_t* ann = nullptr;
+  static inline std::optional<gpg_home_t> home;
+  static inline std::optional<temporary_folder_t> folder;
+  static inline std::optional<test::credentials_t> ann;
 };
 
 }  // namespace kel
