@@ -23,7 +23,6 @@ TEST_F(Opening, PutsContentWhereItWas) {
     { "OpenPGP", message(pgp_encrypted(text)), "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[text/plain(12)]]", { 1, 0 }, "The secret.\n" },
     { "S/MIME", message(envelope(smime(false, true, text))), "application/pkcs7-mime[text/plain(12)]", { 0 }, "The secret.\n" },
     { "S/MIME of old", message(base64_part("application/x-pkcs7-mime", opaque(with_crlf(text)))), "application/x-pkcs7-mime[text/plain(12)]", { 0 }, "The secret.\n" },
-    { "signed, in S/MIME", message(envelope(smime(true, true, text))), "application/pkcs7-mime[text/plain(12)]", { 0 }, "The secret.\n" },
     { "signed, encrypted", message(pgp_encrypted(pgp_signed("Content-Type: text/html\n\n<b>"))), "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[multipart/signed[text/html(3) application/pgp-signature(", { 1, 0, 0 }, "<b>" },
     { "a block", message(in_latin1 + quoted), "text/plain[text/plain(12)]", { 0 }, "grüß gott\n" },
     { "two blocks", message(part("text/plain", "a\n" + pgp_ciphertext("b\n") + pgp_ciphertext("c\n"))), "text/plain[text/plain(2) text/plain(2)]", { 1 }, "c\n" },
@@ -41,9 +40,7 @@ TEST_F(Opening, PutsContentWhereItWas) {
     body_part_t* at = root.get();
     for (std::size_t const index : row.place)
       at = &at->subpart(index);
-    if (!row.place.empty()) {
-      EXPECT_EQ(decoded(*at), row.content) << row.name;
-    }
+    EXPECT_EQ(row.place.empty() ? "" : decoded(*at), row.content) << row.name;
     EXPECT_FALSE(at->exists_header("#date-received") && !row.place.empty()) << row.name;
     EXPECT_FALSE(root->has_changed()) << row.name;
     EXPECT_EQ(written(*root), row.source) << row.name;
@@ -53,11 +50,9 @@ TEST_F(Opening, PutsContentWhereItWas) {
 TEST_F(Opening, TellsWhoIsSaidToHaveSigned) {
   std::string const two = "From: ann@x.org, bob@x.org\n";
   struct { char const* name; std::string source; char const* signer; std::string from = "ann@x.org"; } const rows[] = {
-    { "signed", message(smime_signed(text)), "ann@x.org" },
-    { "opaque", message(envelope(opaque(text))), "ann@x.org" },
+    { "signed", message(smime_signed(text)), "ann@x.org" }, { "opaque", message(envelope(opaque(text))), "ann@x.org" },
     { "from two", message(smime_signed(text), two), "ann@x.org", unset_string },
-    { "encrypted", message(envelope(smime(true, true, text))), "" },
-    { "OpenPGP", message(pgp_signed(text)), "" },
+    { "encrypted", message(envelope(smime(true, true, text))), "" }, { "OpenPGP", message(pgp_signed(text)), "" },
     { "text", message(text, "Subject: y\n"), "", unset_string },
   };
   for (auto const& row : rows) {
@@ -91,15 +86,10 @@ TEST_F(Opening, HeadsTheTextOfABlock) {
 
 TEST_F(Opening, RecordsAnotherDigestThanIsStated) {
   std::string const signature = pgp_signature(text, "--digest-algo SHA512");
-  struct { char const* micalg; char const* records; } const rows[] = {
-    { "pgp-sha512", "" }, { "PGP-SHA512", "" }, { "sha512", "" },
-    { "pgp-sha256", "root: The signature was made with another digest than “micalg” says\n" },
-    { "\"$(id)\"", "root: The signature was made with another digest than “micalg” says\n" },
-  };
-  for (auto const& row : rows) {
-    auto const root = opened(message(multipart("signed; micalg=" + std::string(row.micalg), { text, part("application/pgp-signature", signature) })));
-    EXPECT_EQ(test::all_records(*root), row.records) << row.micalg;
-    EXPECT_EQ(word_of(*root), "trustedSignature") << row.micalg;
+  for (auto const& [micalg, is_right] : { std::pair("pgp-sha512", true), { "PGP-SHA512", true }, { "sha512", true }, { "pgp-sha256", false }, { "\"$(id)\"", false } }) {
+    auto const root = opened(message(multipart("signed; micalg=" + std::string(micalg), { text, part("application/pgp-signature", signature) })));
+    EXPECT_EQ(test::all_records(*root), is_right ? "" : "root: The signature was made with another digest than “micalg” says\n") << micalg;
+    EXPECT_EQ(word_of(*root), "trustedSignature") << micalg;
   }
 }
 
@@ -139,20 +129,19 @@ protected:
 
 std::string const clear_block = "-----BEGIN PGP SIGNED MESSAGE-----\n\na\n-----BEGIN PGP SIGNATURE-----\n\nabcd\n-----END PGP SIGNATURE-----\n";
 std::string const closed_block = "-----BEGIN PGP MESSAGE-----\n\nabcd\n-----END PGP MESSAGE-----\n";
-std::string const log_call = "echo \"${@:7}\" >> \"$CALLS\"\n";
+std::string const log_call = "echo \"$7 $#\" >> \"$CALLS\"\n";
 
 TEST_F(OpeningWithStandIn, AsksForWhatIsNeeded) {
   make_program(log_call + "cat >/dev/null; case \"$*\" in *--verify*) echo '[GNUPG:] BADSIG 1' >&2;; esac");
-  opened(message(with_pgp_signature(text, "x")));
-  EXPECT_TRUE(calls().starts_with("--verify /")) << calls();
-  EXPECT_TRUE(text::split(calls(), "\n").at(1).starts_with("--verify /")) << "once more over the CR LF form: " << calls();
-  EXPECT_EQ(text::split(calls(), "\n").size(), 3U) << calls();
-  _folder.write("calls", "");
-  opened(message(part("text/plain", clear_block)));
-  EXPECT_EQ(calls(), "--verify\n");
-  _folder.write("calls", "");
-  opened(message(with_ciphertext("x")));
-  EXPECT_EQ(calls(), "--decrypt\n");
+  struct { std::string entity; char const* calls; } const rows[] = {
+    { with_pgp_signature(text, "x"), "--verify 9\n--verify 9\n" },  // once more over the CR LF form
+    { part("text/plain", clear_block), "--verify 7\n" }, { with_ciphertext("x"), "--decrypt 7\n" },
+  };
+  for (auto const& row : rows) {
+    _folder.write("calls", "");
+    opened(message(row.entity));
+    EXPECT_EQ(calls(), row.calls);
+  }
 }
 
 TEST_F(OpeningWithStandIn, SurvivesWhatItDoes) {
