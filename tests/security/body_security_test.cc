@@ -15,15 +15,12 @@ TEST(BodySecurity, ReadsTheStructure) {
   std::string const pgp_signed = multipart("signed", { text, part("application/PGP-Signature") });
   std::string const pgp_encrypted = multipart("encrypted; protocol=\"application/PGP-encrypted\"", { part("application/pgp-encrypted"), text });
   struct { char const* name; std::string message; char const* level; char const* protocol; } const rows[] = {
-    { "text", text, "none", "Unknown" },
-    { "mixed", multipart("mixed", { text, text }), "none", "Unknown" },
-    { "no parts", part("multipart/mixed"), "none", "Unknown" },
-    { "signed", pgp_signed, "sign", "OpenPGP" },
+    { "text", text, "none", "Unknown" }, { "mixed", multipart("mixed", { text, text }), "none", "Unknown" },
+    { "no parts", part("multipart/mixed"), "none", "Unknown" }, { "signed", pgp_signed, "sign", "OpenPGP" },
     { "signed, S/MIME", multipart("signed", { text, part("application/pkcs7-signature") }), "sign", "S/MIME" },
     { "signed, S/MIME of old", multipart("signed", { text, part("application/x-pkcs7-signature") }), "sign", "S/MIME" },
     { "signed by something else", multipart("signed", { text, text }), "sign", "Unknown" },
-    { "signed without parts", part("multipart/signed"), "sign", "Unknown" },
-    { "encrypted", pgp_encrypted, "encrypt", "OpenPGP" },
+    { "signed without parts", part("multipart/signed"), "sign", "Unknown" }, { "encrypted", pgp_encrypted, "encrypt", "OpenPGP" },
     { "encrypted by something else", multipart("encrypted", { text, text }), "encrypt", "Unknown" },
     { "encrypted around S/MIME", multipart("encrypted", { part("application/pkcs7-mime"), text }), "encrypt", "S/MIME" },
     { "S/MIME", part("Application/PKCS7-MIME; name=smime.p7m"), "encrypt", "S/MIME" },

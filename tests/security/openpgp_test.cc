@@ -205,18 +205,14 @@ TEST(GpgArguments, FollowTheLevel) {
 
 TEST(GpgHashName, ReadsTheCreatedSignature) {
   struct { char const* status; char const* expected; char const* warning; } const rows[] = {
-    { "gpg: x\n[GNUPG:] SIG_CREATED D 22 10 01 1700000000 ABC\n", "sha512", "" },
-    { "[GNUPG:] SIG_CREATED d 1 2 00 1 A\n", "sha1", "" },
-    { "SIG_CREATED D 22 10 01\n", "sha256", "" },
-    { "[GNUPG:] SIG_CREATED D 22\n", "sha256", "" },
+    { "gpg: x\n[GNUPG:] SIG_CREATED D 22 10 01 1700000000 ABC\n", "sha512", "" }, { "[GNUPG:] SIG_CREATED d 1 2 00 1 A\n", "sha1", "" },
+    { "SIG_CREATED D 22 10 01\n", "sha256", "" }, { "[GNUPG:] SIG_CREATED D 22\n", "sha256", "" },
     { "[GNUPG:] SIG_CREATED D 22 4 01\n", "sha256", "Warning: Unknown hash algorithm (4)\n" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(complaints_of([&] { EXPECT_EQ(gpg_hash_name(row.status), row.expected) << row.status; }), row.warning) << row.status;
-  char const* const names[] = { "md5", "sha1", "rmd160", "sha256", "sha384", "sha512", "sha224" };
-  int const numbers[] = { 1, 2, 3, 8, 9, 10, 11 };
-  for (std::size_t i = 0; i < std::size(names); ++i)
-    EXPECT_EQ(gpg_hash_name(text::format("[GNUPG:] SIG_CREATED D 1 %d 00", numbers[i])), names[i]);
+  for (auto const& [number, name] : { std::pair(1, "md5"), { 2, "sha1" }, { 3, "rmd160" }, { 8, "sha256" }, { 9, "sha384" }, { 10, "sha512" }, { 11, "sha224" } })
+    EXPECT_EQ(gpg_hash_name(text::format("[GNUPG:] SIG_CREATED D 1 %d 00", number)), name);
 }
 
 TEST(LinesWithPrefix, CutsAndDropsEmptyLines) {
@@ -226,12 +222,10 @@ TEST(LinesWithPrefix, CutsAndDropsEmptyLines) {
 
 TEST(ParseSecurityStatus, ReadsLineByLine) {
   struct { char const* name; lines_t lines; char const* expected; } const rows[] = {
-    { "nothing", {}, "unknown" },
-    { "the first line decides", { "BADSIG", "GOODSIG", "TRUST_FULLY" }, "badSignature" },
+    { "nothing", {}, "unknown" }, { "the first line decides", { "BADSIG", "GOODSIG", "TRUST_FULLY" }, "badSignature" },
     { "not within a line", { " GOODSIG", "x GOODSIG", "goodsig" }, "unknown" },
     { "a signature before decryption", { "DECRYPTION_OKAY", "EXPSIG" }, "expiredSignature" },
-    { "expired key", { "EXPKEYSIG" }, "expiredSignatureKey" },
-    { "revoked key", { "REVKEYSIG", "GOODSIG" }, "revokedSignatureKey" },
+    { "expired key", { "EXPKEYSIG" }, "expiredSignatureKey" }, { "revoked key", { "REVKEYSIG", "GOODSIG" }, "revokedSignatureKey" },
     { "marginal trust", { "GOODSIG", "TRUST_MARGINAL" }, "validSignature" },
     { "trust after doubt", { "GOODSIG", "TRUST_UNDEFINED", "TRUST_FULLY" }, "trustedSignature" },
     { "ultimate trust", { "TRUST_ULTIMATE", "GOODSIG" }, "trustedSignature" },
@@ -330,11 +324,9 @@ TEST(NotAnError, TellsOfTheSystemsCodes) {
 
 TEST(PgpStrippedCopy, LeavesTheTextAlone) {
   struct { char const* name; char const* text; char const* expected; } const rows[] = {
-    { "plain", "a\n\nb\n", "a\n\nb\n" },
-    { "last line without line feed", "a\nb", "a\nb\n" },
-    { "empty", "", "" },
+    { "plain", "a\n\nb\n", "a\n\nb\n" }, { "last line without line feed", "a\nb", "a\nb\n" },
+    { "empty", "", "" }, { "headers without end", "a\n-----BEGIN PGP SIGNED MESSAGE-----\nHash: x\nb\n", "a\n" },
     { "block", "before\n-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA256\nX: y\n\n- -- \ntext\n-----BEGIN PGP SIGNATURE-----\n\nabc\n-----END PGP SIGNATURE-----\nafter\n", "before\n- -- \ntext\nafter\n" },
-    { "headers without end", "a\n-----BEGIN PGP SIGNED MESSAGE-----\nHash: x\nb\n", "a\n" },
     { "signature without end", "a\n-----BEGIN PGP SIGNATURE-----\nb\n", "a\n" },
     { "only whole lines", " -----BEGIN PGP SIGNATURE-----\n> -----BEGIN PGP SIGNED MESSAGE-----\n-----END PGP SIGNATURE----- \n", " -----BEGIN PGP SIGNATURE-----\n> -----BEGIN PGP SIGNED MESSAGE-----\n-----END PGP SIGNATURE----- \n" },
     { "two blocks", "-----BEGIN PGP SIGNED MESSAGE-----\n\na\n-----BEGIN PGP SIGNATURE-----\nx\n-----END PGP SIGNATURE-----\n-----BEGIN PGP SIGNED MESSAGE-----\n\nb\n", "a\nb\n" },

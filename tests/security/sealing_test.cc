@@ -222,7 +222,7 @@ TEST_F(Sealing, SealsWhatIsEdited) {
       body_part_t& all = *d.attachments_body_part();
       for (std::size_t i = 0; i < all.num_subparts(); ++i)
         all.subpart(i).set_id(static_cast<int>(i));
-      d.delete_attachment_with_id(d.get_attachment_id(d.number_of_attachments() - 1));
+      d.delete_attachment_with_id(static_cast<int>(all.num_subparts()) - 1);
       d.set_text_body("newsecret", unset_string, "<i>newsecret", false);
       d.add_related_part("n.txt", "newsecret");
       d.add_attachment("newsecret", "n.txt", "text/plain");
@@ -288,16 +288,13 @@ TEST_F(Sealing, SealsUnusualMail) {
 TEST_F(Sealing, ForgetsTheOutcomeWithTheProtection) {
   std::string const text = part("text/plain"), block = part("text/plain", clear_signed("text\n")), around = part("text/plain", "above\n" + clear_signed("text\n"));
   struct { char const* name; std::string entity; char const* level; char const* word; } const rows[] = {
-    { "signed", pgp_signed(text), "none", "-" },
-    { "encrypted", pgp_encrypted(text), "none", "-" },
-    { "S/MIME", envelope(smime(true, true, text)), "none", "-" },
-    { "signed anew", smime_signed(text), "sign", "-" },
+    { "signed", pgp_signed(text), "none", "-" }, { "encrypted", pgp_encrypted(text), "none", "-" },
+    { "S/MIME", envelope(smime(true, true, text)), "none", "-" }, { "signed anew", smime_signed(text), "sign", "-" },
     { "clear-signed in signed", pgp_signed(block), "none", "trustedSignature" },
     { "clear-signed in encrypted, with more text", pgp_encrypted(around), "none", "complicated" },
     { "a block in signed", pgp_signed(part("text/plain", pgp_ciphertext("text\n"))), "none", "-" },
     { "signed in encrypted", envelope(smime(false, true, pgp_signed(text))), "none", "-" },
-    { "clear-signed, to be signed", block, "sign", "-" },
-    { "clear-signed, to be encrypted", block, "encrypt", "-" },
+    { "clear-signed, to be signed", block, "sign", "-" }, { "clear-signed, to be encrypted", block, "encrypt", "-" },
     { "more text, to be encrypted", around, "encrypt", "-" },
   };
   for (auto const& row : rows) {

@@ -93,8 +93,7 @@ outcome_t read(std::string const& message, std::string const& address, std::stri
 }
 
 // The status instead of a message that could not be made.
-std::string made(std::string const& address, std::vector<std::string> const& recipients, bool sign,
-                 std::string const& content = entity) {
+std::string made(std::string const& address, std::vector<std::string> const& recipients, bool sign, std::string const& content = entity) {
   std::string output, status;
   return cms_encrypt(address, recipients, sign, !recipients.empty(), content, output, status) ? output : "failed: " + status;
 }
@@ -150,14 +149,11 @@ TEST(Smime, WhatIsSignedMayHaveEitherLineEnd) {
   folder_t const folder(usual_files());
   std::string const in_crlf = with_crlf(entity);
   struct { char const* name; std::string signature; std::string content; char const* word; } const rows[] = {
-    { "ours",                       signature_of_ann(),                                              entity,  "trustedSignature" },
-    { "ours, read with CR LF",      signature_of_ann(),                                              in_crlf, "trustedSignature" },
-    { "made of CR LF",              signature_of_ann(in_crlf),                                       entity,  "trustedSignature" },
-    { "a CR of its own",            signature_of_ann("a\r\r\nb\rc\n"),                "a\r\r\nb\rc\n",  "trustedSignature" },
-    { "over LF",                    written(signed_by({ people().ann }, entity, CMS_DETACHED)),      entity,  "trustedSignature" },
-    { "a changed letter",           signature_of_ann(), text::join(text::split(entity, "8"), "9"),            "badSignature" },
-    { "a line more",                signature_of_ann(), entity + "\n",                                        "badSignature" },
-    { "nothing",                    signature_of_ann(), "",                                                   "badSignature" },
+    { "ours", signature_of_ann(), entity, "trustedSignature" }, { "made of CR LF", signature_of_ann(in_crlf), entity, "trustedSignature" },
+    { "ours, read with CR LF", signature_of_ann(), in_crlf, "trustedSignature" }, { "nothing", signature_of_ann(), "", "badSignature" },
+    { "a CR of its own", signature_of_ann("a\r\r\nb\rc\n"), "a\r\r\nb\rc\n", "trustedSignature" },
+    { "over LF", written(signed_by({ people().ann }, entity, CMS_DETACHED)), entity, "trustedSignature" },
+    { "a changed letter", signature_of_ann(), text::join(text::split(entity, "8"), "9"), "badSignature" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(read(row.signature, "ann@example.org", row.content).word, row.word) << row.name;
@@ -184,25 +180,23 @@ TEST(Smime, SpoofsAreNoSignatures) {
   };
   std::string const attributes = "1\x1A" "0\x18\x06\x09\x2A\x86\x48\x86\xF7\x0D\x01\x09\x04 and so on";
   struct { char const* name; std::string message; std::string detached; char const* word; } const rows[] = {
-    { "opaque data for a signature",   written(signed_by({ people().ann }, in_crlf)),               entity, "unknown" },
-    { "opaque data, other content",    written(signed_by({ people().ann }, in_crlf)),               "Hi\n", "unknown" },
-    { "a signature without signer",    written(signed_by({}, in_crlf, CMS_DETACHED)),               entity, "unknown" },
-    { "content without signer",        written(signed_by({}, in_crlf)),                             unset_string, "unknown" },
-    { "a signature without content",   signature_of_ann(),                                          unset_string, "unknown" },
-    { "an envelope for a signature",   made("ann@example.org", { "ann@example.org" }, false),       entity, "unknown" },
-    { "no CMS",                        entity,                                                      entity, "unknown" },
-    { "nothing",                       "",                                                          entity, "unknown" },
-    { "two lines in an address",       written(signed_by({ split_ann }, in_crlf, CMS_DETACHED)),    entity, "unknown" },
-    { "NUL in an address",             written(signed_by({ zero_ann }, in_crlf, CMS_DETACHED)),     entity, "unknown" },
-    { "the same, changed",             written(signed_by({ split_ann }, in_crlf, CMS_DETACHED)),    "Hi\n", "badSignature" },
-    { "too many signers",              written(signed_by(crowd, in_crlf, CMS_DETACHED, CMS_NOCERTS)), entity, "unknown" },
-    { "many addresses",                written(signed_by({ with_addresses(256) }, in_crlf, CMS_DETACHED)), entity, "trustedSignature" },
-    { "too many addresses",            written(signed_by({ with_addresses(257) }, in_crlf, CMS_DETACHED)), entity, "unknown" },
-    { "no certificate",                written(signed_by({ people().strange_ann }, in_crlf, CMS_DETACHED | CMS_NOCERTS, CMS_NOCERTS)), entity, "noPublicKey" },
-    { "MD5",                           written(signed_by({ people().carol }, in_crlf, CMS_DETACHED, 0, EVP_md5())), entity, "badSignature" },
-    { "no attributes",                 written(signed_by({ people().ann }, in_crlf, CMS_DETACHED, CMS_NOATTR)), entity, "trustedSignature" },
-    { "attributes for content",        written(signed_by({ people().ann }, attributes, CMS_DETACHED, CMS_NOATTR)), attributes, "badSignature" },
-    { "two good signers",              written(signed_by({ people().ann, people().bob }, in_crlf, CMS_DETACHED)), entity, "trustedSignature" },
+    { "opaque data for a signature", written(signed_by({ people().ann }, in_crlf)), entity, "unknown" },
+    { "opaque data, other content", written(signed_by({ people().ann }, in_crlf)), "Hi\n", "unknown" },
+    { "a signature without signer", written(signed_by({}, in_crlf, CMS_DETACHED)), entity, "unknown" },
+    { "content without signer", written(signed_by({}, in_crlf)), unset_string, "unknown" }, { "no CMS", entity, entity, "unknown" },
+    { "a signature without content", signature_of_ann(), unset_string, "unknown" }, { "nothing", "", entity, "unknown" },
+    { "an envelope for a signature", made("ann@example.org", { "ann@example.org" }, false), entity, "unknown" },
+    { "two lines in an address", written(signed_by({ split_ann }, in_crlf, CMS_DETACHED)), entity, "unknown" },
+    { "NUL in an address", written(signed_by({ zero_ann }, in_crlf, CMS_DETACHED)), entity, "unknown" },
+    { "the same, changed", written(signed_by({ split_ann }, in_crlf, CMS_DETACHED)), "Hi\n", "badSignature" },
+    { "too many signers", written(signed_by(crowd, in_crlf, CMS_DETACHED, CMS_NOCERTS)), entity, "unknown" },
+    { "many addresses", written(signed_by({ with_addresses(256) }, in_crlf, CMS_DETACHED)), entity, "trustedSignature" },
+    { "too many addresses", written(signed_by({ with_addresses(257) }, in_crlf, CMS_DETACHED)), entity, "unknown" },
+    { "no certificate", written(signed_by({ people().strange_ann }, in_crlf, CMS_DETACHED | CMS_NOCERTS, CMS_NOCERTS)), entity, "noPublicKey" },
+    { "MD5", written(signed_by({ people().carol }, in_crlf, CMS_DETACHED, 0, EVP_md5())), entity, "badSignature" },
+    { "no attributes", written(signed_by({ people().ann }, in_crlf, CMS_DETACHED, CMS_NOATTR)), entity, "trustedSignature" },
+    { "attributes for content", written(signed_by({ people().ann }, attributes, CMS_DETACHED, CMS_NOATTR)), attributes, "badSignature" },
+    { "two good signers", written(signed_by({ people().ann, people().bob }, in_crlf, CMS_DETACHED)), entity, "trustedSignature" },
   };
   for (auto const& row : rows) {
     outcome_t const outcome = read(row.message, "ann@example.org", row.detached);
@@ -430,16 +424,12 @@ TEST(Smime, FilesMayBeProtected) {
   folder_t const old({ { "ann.pem", ann.both() } });
   ASSERT_EQ(old.run("pkcs12 -export -legacy -in ann.pem -passout pass:sesame -out made"), 0);
   struct { char const* name; std::string file; std::optional<std::string> passphrase; bool is_opened; int questions; } const rows[] = {
-    { "PEM",                         locked_key,            "sesame",     true,  1 },
-    { "PEM, wrong",                  locked_key,            "wrong",      false, 1 },
-    { "PEM, too long",               locked_key, std::string(5000, 'x'),  false, 1 },
-    { "PEM, not told",               locked_key,            std::nullopt, false, 1 },
-    { "PKCS#12",                     ann.pkcs12("sesame"),  "sesame",     true,  1 },
-    { "PKCS#12, wrong",              ann.pkcs12("sesame"),  "wrong",      false, 1 },
-    { "PKCS#12, not told",           ann.pkcs12("sesame"),  std::nullopt, false, 1 },
-    { "PKCS#12 as most programs write it", old.read("made"), "sesame",    true,  1 },
-    { "PKCS#12 without passphrase",  ann.pkcs12(""),        std::nullopt, true,  0 },
-    { "not protected",               ann.both(),            std::nullopt, true,  0 },
+    { "PEM", locked_key, "sesame", true, 1 }, { "PEM, wrong", locked_key, "wrong", false, 1 },
+    { "PEM, too long", locked_key, std::string(5000, 'x'), false, 1 }, { "PEM, not told", locked_key, std::nullopt, false, 1 },
+    { "PKCS#12", ann.pkcs12("sesame"), "sesame", true, 1 }, { "PKCS#12, wrong", ann.pkcs12("sesame"), "wrong", false, 1 },
+    { "PKCS#12, not told", ann.pkcs12("sesame"), std::nullopt, false, 1 },
+    { "PKCS#12 as most programs write it", old.read("made"), "sesame", true, 1 },
+    { "PKCS#12 without passphrase", ann.pkcs12(""), std::nullopt, true, 0 }, { "not protected", ann.both(), std::nullopt, true, 0 },
   };
   for (auto const& row : rows) {
     folder_t const folder({ { "identities/ann", row.file } });

@@ -100,13 +100,11 @@ protected:
 
 TEST_F(Tnef, IsKnownByTypeOrName) {
   struct { char const* headers; bool expected; } const rows[] = {
-    { "Content-Type: application/ms-tnef", true },
-    { "Content-Type: APPLICATION/vnd.ms-tnef; name=a.txt", true },
+    { "Content-Type: application/ms-tnef", true }, { "Content-Type: APPLICATION/vnd.ms-tnef; name=a.txt", true },
     { "Content-Type: application/octet-stream; name=WinMail.dat", true },
     { "Content-Type: application/octet-stream\nContent-Disposition: attachment; filename=win.dat", true },
     { "Content-Type: application/octet-stream; name=a.TNEF", true },
-    { "Content-Type: application/octet-stream; name=winmail.dat.txt", false },
-    { "Content-Type: application/octet-stream", false },
+    { "Content-Type: application/octet-stream; name=winmail.dat.txt", false }, { "Content-Type: application/octet-stream", false },
     { "Content-Type: text/plain; name=winmail.dat", false },
   };
   for (auto const& row : rows)
@@ -198,13 +196,10 @@ TEST_F(Tnef, TakesOnlyFilesOfTheFolder) {
 
 TEST_F(Tnef, SurvivesItsProgram) {
   struct { char const* name; std::string commands; std::string said; std::chrono::milliseconds time = 60s; } const rows[] = {
-    { "silent", "true", "" },
-    { "failing", "echo no; echo -e '\\e[0m\\nwhy\\r' >&2; exit 3", "why{0D}" },
-    { "killed", "kill -9 $$", "killed by signal 9" },
-    { "endless", "sleep 1000", "stopped after 200 ms", 200ms },
+    { "silent", "true", "" }, { "failing", "echo no; echo -e '\\e[0m\\nwhy\\r' >&2; exit 3", "why{0D}" },
+    { "killed", "kill -9 $$", "killed by signal 9" }, { "endless", "sleep 1000", "stopped after 200 ms", 200ms },
     { "flooding", "yes", "stopped after 100 bytes of output" },
-    { "flooding its complaints", "yes >&2", "stopped after 100 bytes of output" },
-    { "never reading", "exec <&-", "" },
+    { "flooding its complaints", "yes >&2", "stopped after 100 bytes of output" }, { "never reading", "exec <&-", "" },
     { "leaving others", "sleep 1000 &", "" },
   };
   for (auto const& row : rows) {
