@@ -43,13 +43,11 @@ TEST_F(Status, OfOneProtectedPart) {
   std::string const signed_in_smime = smime_signed(text);
   std::string const changed_text = changed(signed_text, "secret", "public");
   check({
-    { "nothing protected", message(text), "-" },
-    { "signed", message(signed_text), "trustedSignature" },
+    { "nothing protected", message(text), "-" }, { "signed", message(signed_text), "trustedSignature" },
     { "signed, a long line", message(pgp_signed(part("text/plain", repeated("x", 20000) + "\n"))), "trustedSignature" },
     { "signed by a key that nobody vouches for", message(with_pgp_signature(text, pgp("--detach-sign --local-user stranger@x.org", text)), stranger), "validSignature" },
     { "signed by two", message(pgp_signed(text, "--local-user stranger@x.org")), "validSignature" },
-    { "signed by somebody else", message(signed_text, stranger), "senderMismatch" },
-    { "changed", message(changed_text), "badSignature" },
+    { "signed by somebody else", message(signed_text, stranger), "senderMismatch" }, { "changed", message(changed_text), "badSignature" },
     { "encrypted", message(pgp_encrypted(text)), "decrypted" },
     { "encrypted, a comment in the armour", message(with_ciphertext(pgp_ciphertext(text, "--comment x"))), "decrypted" },
     { "encrypted, without armour", message(multipart(encrypted_by_pgp, { part("application/pgp-encrypted"), base64_part("application/octet-stream", pgp_ciphertext(text, "--no-armor")) })), "decrypted" },
@@ -85,27 +83,27 @@ TEST_F(Status, OfOneProtectedPart) {
 // From whom a message is decides about "trustedSignature".
 TEST_F(Status, OfSenders) {
   std::string const entity = pgp_signed(text), by_smime = smime_signed(text);
-  struct { char const* name; std::string from; char const* word; char const* word_of_smime; } const rows[] = {
-    { "usual", "From: \"Ann, x\" <Ann@X.org>\n", "trustedSignature", "trustedSignature" },
-    { "an encoded name", "From: =?utf-8?q?=C3=84nn?= <ann@x.org>\n", "trustedSignature", "trustedSignature" },
-    { "folded, other letter case", "FROM:\n ann@x.org\n", "trustedSignature", "trustedSignature" },
-    { "nobody", "", "senderMismatch", "validSignature" },
-    { "two fields", "From: ann@x.org\nfrom: ann@x.org\n", "senderMismatch", "validSignature" },
-    { "two addresses", "From: ann@x.org, bob@x.org\n", "validSignature", "validSignature" },
-    { "an encoded address", "From: =?utf-8?q?ann=40x=2Eorg?=\n", "senderMismatch", "validSignature" },
-    { "an encoded address before the real one", "From: =?utf-8?q?ann=40x.org_=3Cann=40x.org=3E=2C?= <ann@x.org>\n", "senderMismatch", "validSignature" },
-    { "one that decodes to another", "From: =?utf-8?q?bob=40x.org=2C?= ann@x.org\n", "senderMismatch", "validSignature" },
-    { "another field of the obsolete form", "From \t: bob@x.org\nFrom: ann@x.org\n", "senderMismatch", "validSignature" },
-    { "another field behind a CR", "X: y\rfrom: bob@x.org\nFrom: ann@x.org\n", "senderMismatch", "validSignature" },
-    { "comments", "From: (a (b)) ann@x.org (Ann)\n", "trustedSignature", "trustedSignature" },
-    { "a comment before the real one", "From: (ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
-    { "a comment behind a quoted quote", "From: \"\\\"\" (ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
-    { "a comment with a bracket that is none", "From: (\\) \" ann@x.org) bob@x.org\n", "senderMismatch", "validSignature" },
-    { "in another field", "Sender: ann@x.org\nX-From: ann@x.org\n", "senderMismatch", "validSignature" },
+  struct { char const* name; std::string from; std::string word; } const rows[] = {
+    { "usual", "From: \"Ann, x\" <Ann@X.org>\n", "trustedSignature" },
+    { "an encoded name", "From: =?utf-8?q?=C3=84nn?= <ann@x.org>\n", "trustedSignature" },
+    { "folded, other letter case", "FROM:\n ann@x.org\n", "trustedSignature" },
+    { "nobody", "", "senderMismatch" },
+    { "two fields", "From: ann@x.org\nfrom: ann@x.org\n", "senderMismatch" },
+    { "two addresses", "From: ann@x.org, bob@x.org\n", "validSignature" },
+    { "an encoded address", "From: =?utf-8?q?ann=40x=2Eorg?=\n", "senderMismatch" },
+    { "an encoded address before the real one", "From: =?utf-8?q?ann=40x.org_=3Cann=40x.org=3E=2C?= <ann@x.org>\n", "senderMismatch" },
+    { "one that decodes to another", "From: =?utf-8?q?bob=40x.org=2C?= ann@x.org\n", "senderMismatch" },
+    { "another field of the obsolete form", "From \t: bob@x.org\nFrom: ann@x.org\n", "senderMismatch" },
+    { "another field behind a CR", "X: y\rfrom: bob@x.org\nFrom: ann@x.org\n", "senderMismatch" },
+    { "comments", "From: (a (b)) ann@x.org (Ann)\n", "trustedSignature" },
+    { "a comment before the real one", "From: (ann@x.org) bob@x.org\n", "senderMismatch" },
+    { "a comment behind a quoted quote", "From: \"\\\"\" (ann@x.org) bob@x.org\n", "senderMismatch" },
+    { "a comment with a bracket that is none", "From: (\\) \" ann@x.org) bob@x.org\n", "senderMismatch" },
+    { "in another field", "Sender: ann@x.org\nX-From: ann@x.org\n", "senderMismatch" },
   };
   for (auto const& row : rows) {
     EXPECT_EQ(word_of(*opened(message(entity, row.from))), row.word) << row.name;
-    EXPECT_EQ(word_of(*opened(message(by_smime, row.from))), row.word_of_smime) << row.name;
+    EXPECT_EQ(word_of(*opened(message(by_smime, row.from))), row.word == "trustedSignature" ? row.word : "validSignature") << row.name;
   }
   auto const root = opened(message(entity));
   root->set_header("from", "Bob <bob@x.org>");
@@ -248,39 +246,34 @@ TEST_F(Status, TellsTheDetailsOfTheTree) {
 TEST(InlineBlocks, AreFoundInTheirForm) {
   std::string const clear = "-----BEGIN PGP SIGNED MESSAGE-----\nHash: SHA256\n\na\n- -----\n-----BEGIN PGP SIGNATURE-----\nVersion: GnuPG v2.0.22 (GNU/Linux)\n\niQ+/\n=abcd\n-----END PGP SIGNATURE-----\n";
   std::string const closed = "-----BEGIN PGP MESSAGE-----\nVersion: GnuPG/MacGPG2 v2\n \nhQ==\n=abcd\n-----END PGP MESSAGE-----\n";
+  std::vector<std::string> const itself = { "itself" };
   struct { char const* name; std::string text; std::vector<std::string> blocks; bool is_all; } const rows[] = {
-    { "none", "a\n", {}, false },
-    { "empty", "", {}, false },
-    { "clear-signed", clear, { clear }, true },
-    { "encrypted", " \n" + closed + "\t\n", { closed }, true },
-    { "the last line is not ended", clear.substr(0, clear.size() - 1), { clear.substr(0, clear.size() - 1) }, true },
-    { "no checksum", changed(clear, "=abcd\n", ""), { changed(clear, "=abcd\n", "") }, true },
-    { "text before", "a\n" + clear, { clear }, false },
-    { "text behind", closed + "a", { closed }, false },
-    { "no-break space behind", closed + "\xC2\xA0\n", { closed }, false },
-    { "two", clear + closed, { clear, closed }, false },
-    { "not at the start of a line", "> " + clear, {}, false },
+    { "none", "a\n", {}, false }, { "empty", "", {}, false },
+    { "clear-signed", clear, itself, true }, { "encrypted", " \n" + closed + "\t\n", { closed }, true },
+    { "the last line is not ended", clear.substr(0, clear.size() - 1), itself, true }, { "text before", "a\n" + clear, { clear }, false },
+    { "no checksum", changed(clear, "=abcd\n", ""), itself, true }, { "text behind", closed + "a", { closed }, false },
+    { "no-break space behind", closed + "\xC2\xA0\n", { closed }, false }, { "two", clear + closed, { clear, closed }, false },
+    { "not at the start of a line", "> " + clear, {}, false }, { "no end", changed(clear, "-----END", "-----"), {}, false },
     { "blank behind the first line", changed(clear, "MESSAGE-----", "MESSAGE----- "), {}, false },
-    { "no end", changed(clear, "-----END", "-----"), {}, false },
     { "no end, and a good one", changed(closed, "-----END", "----") + clear, { clear }, false },
     { "a good one, and no end", clear + changed(closed, "-----END", "----"), { clear }, false },
-    { "dashes in the text", changed(clear, "- -----", "-----"), { changed(clear, "- -----", "-----") }, false },
-    { "two signatures", changed(clear, "=abcd", "-----BEGIN PGP SIGNATURE-----"), { changed(clear, "=abcd", "-----BEGIN PGP SIGNATURE-----") }, false },
-    { "an unknown header", changed(clear, "Version:", "Pay:"), { changed(clear, "Version:", "Pay:") }, false },
-    { "a comment", changed(clear, "Version:", "Comment:"), { changed(clear, "Version:", "Comment:") }, false },
-    { "words for a version", changed(closed, "v2", "v2 pays"), { changed(closed, "v2", "v2 pays") }, false },
-    { "words among the digests", changed(clear, "SHA256", "SHA256, PAY"), { changed(clear, "SHA256", "SHA256, PAY") }, false },
-    { "two digests", changed(clear, "SHA256", "SHA3-256, RIPEMD160"), { changed(clear, "SHA256", "SHA3-256, RIPEMD160") }, true },
-    { "a long line", changed(clear, "\na\n", "\n" + repeated("a", 19000) + "\n"), { changed(clear, "\na\n", "\n" + repeated("a", 19000) + "\n") }, false },
-    { "words behind the checksum", changed(clear, "=abcd", "=abcd\nabcd"), { changed(clear, "=abcd", "=abcd\nabcd") }, false },
-    { "words in the data", changed(closed, "hQ", "h Q"), { changed(closed, "hQ", "h Q") }, false },
+    { "dashes in the text", changed(clear, "- -----", "-----"), itself, false },
+    { "two signatures", changed(clear, "=abcd", "-----BEGIN PGP SIGNATURE-----"), itself, false },
+    { "an unknown header", changed(clear, "Version:", "Pay:"), itself, false },
+    { "a comment", changed(clear, "Version:", "Comment:"), itself, false },
+    { "words for a version", changed(closed, "v2", "v2 pays"), itself, false },
+    { "words among the digests", changed(clear, "SHA256", "SHA256, PAY"), itself, false },
+    { "two digests", changed(clear, "SHA256", "SHA3-256, RIPEMD160"), itself, true },
+    { "a long line", changed(clear, "\na\n", "\n" + repeated("a", 19000) + "\n"), itself, false },
+    { "words behind the checksum", changed(clear, "=abcd", "=abcd\nabcd"), itself, false },
+    { "words in the data", changed(closed, "hQ", "h Q"), itself, false },
   };
   for (auto const& row : rows) {
     inline_blocks_t const found = find_inline_blocks(row.text);
     std::vector<std::string> blocks;
     for (inline_block_t const& block : found.blocks)
       blocks.emplace_back(block.text);
-    EXPECT_EQ(blocks, row.blocks) << row.name;
+    EXPECT_EQ(blocks, row.blocks == itself ? std::vector{ row.text } : row.blocks) << row.name;
     EXPECT_EQ(found.is_all, row.is_all) << row.name;
   }
 }
