@@ -3,7 +3,7 @@
 
 #include <filesystem>
 #include <iterator>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,31 +27,28 @@ std::string const letter =
 std::string const text = "From here on, secret Gr\u00FC\u00DFe\n";
 
 // Ann and Bob have keys and certificates, Eve has none.
-class Security : public testing::Test {
-protected:
-  static void SetUpTestSuite() {
-    gpg = std::make_unique<kel::gpg_home_t>();
-    folder = std::make_unique<scratch_t>();
-    support = std::make_unique<kel::variable_guard_t>("XDG_DATA_HOME", folder->path());
-    config = std::make_unique<kel::variable_guard_t>("XDG_CONFIG_HOME", folder->path());
+struct world_t {
+  world_t() {
     auto const authority = kel::test::issue({ .is_authority = true });
-    folder->file("postwick/smime/authorities/a.pem", authority.pem());
+    folder.file("postwick/smime/authorities/a.pem", authority.pem());
     for (std::string const name : { "ann", "bob" }) {
       std::string const address = name + "@example.org";
       kel::gpg_home_t::make_key(name + " <" + address + ">");
-      folder->file("postwick/smime/identities/" + name, kel::test::issue({ .addresses = { address }, .serial = name == "ann" ? 1 : 2 }, &authority).both());
+      folder.file("postwick/smime/identities/" + name, kel::test::issue({ .addresses = { address }, .serial = name == "ann" ? 1 : 2 }, &authority).both());
     }
   }
-  static void TearDownTestSuite() {
-    config.reset();
-    support.reset();
-    folder.reset();
-    gpg.reset();
-  }
 
-  static inline std::unique_ptr<kel::gpg_home_t> gpg;
-  static inline std::unique_ptr<scratch_t> folder;
-  static inline std::unique_ptr<kel::variable_guard_t> support, config;
+  kel::gpg_home_t gpg;
+  scratch_t folder;
+  kel::variable_guard_t support{ "XDG_DATA_HOME", folder.path() }, config{ "XDG_CONFIG_HOME", folder.path() };
+};
+
+class Security : public testing::Test {
+protected:
+  static void SetUpTestSuite() { world.emplace(); }
+  static void TearDownTestSuite() { world.reset(); }
+
+  static inline std::optional<world_t> world;
 };
 
 std::string written(words_t const& arguments, std::string_view input) {
@@ -102,12 +99,10 @@ TEST_F(Security, WritesNothingWhereItCannotProtect) {
     { "signed already", { "sign" }, signed_letter, 1, "is signed or encrypted already" },
     { "signed by another protocol", { "encrypt", "--protocol", "smime" }, signed_letter, 1, "is signed or encrypted already" },
     { "encrypted already", { "encrypt", "--sign" }, encrypted_letter, 1, "is signed or encrypted already" },
-    { "no key of the sender", { "sign" }, from_eve, 4, "cannot be signed\n  " },
-    { "no key of a recipient", { "encrypt" }, to_eve, 4, "INV_RECP" },
+    { "no key of the sender", { "sign" }, from_eve, 4, "cannot be signed\n  " }, { "nobody", { "sign" }, "", 4, "cannot be signed" },
+    { "no key of a recipient", { "encrypt" }, to_eve, 4, "INV_RECP" }, { "two messages", { "encrypt", "a", "b" }, "", 2, "b" },
     { "no certificate of a recipient", { "encrypt", "--protocol", "smime" }, to_eve, 4, "cannot be encrypted\n  " },
-    { "nobody", { "sign" }, "", 4, "cannot be signed" },
     { "no such protocol", { "sign", "--protocol", "pem" }, letter, 2, "pem" },
-    { "two messages", { "encrypt", "a", "b" }, "", 2, "b" },
   };
   for (auto const& row : rows) {
     auto const outcome = kelmime(row.arguments, row.input);
@@ -126,10 +121,8 @@ TEST_F(Security, TellsWhatAMessageIsWorth) {
     struct { char const* name; std::string message; char const* word; int status; } const rows[] = {
       { "signed", signed_letter, "trustedSignature", 0 },
       { "signed, tampered", replaced(signed_letter, "secret", "Secret"), "badSignature", 1 },
-      { "encrypted", encrypted_letter, "decrypted", 1 },
-      { "encrypted, cut off", cut_off(encrypted_letter), "decryptFailed", 1 },
-      { "both", both, "trustedSignature", 0 },
-      { "nothing", letter, "none", 1 },
+      { "encrypted", encrypted_letter, "decrypted", 1 }, { "encrypted, cut off", cut_off(encrypted_letter), "decryptFailed", 1 },
+      { "both", both, "trustedSignature", 0 }, { "nothing", letter, "none", 1 },
       { "no message", "", "none", 1 },
     };
     for (auto const& row : rows) {
@@ -178,13 +171,11 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
   std::string const without_protocol = "From: ann@example.org\nContent-Type: multipart/encrypted; boundary=mixed\n\n\n--mixed\n" + content_type + "\n--mixed\n\nbeside\n--mixed--\n";
   std::string const enclosed = "From: ann@example.org\nContent-Type: multipart/mixed; boundary=mixed\n\n\n--mixed\n\nbeside\n--mixed\nContent-Type: message/rfc822\n\n" + encrypted_letter + "\n--mixed--\n";
   struct { char const* name; std::string message; int status; std::string out; char const* complaint; } const rows[] = {
-    { "not encrypted", letter, 1, "", "is not encrypted" },
-    { "signed", written({ "sign" }, letter), 1, "", "is not encrypted" },
+    { "not encrypted", letter, 1, "", "is not encrypted" }, { "signed", written({ "sign" }, letter), 1, "", "is not encrypted" },
     { "signed, and opened", opaque("\nsecret\n"), 1, "", "is not encrypted" },
     { "in place of the control part", without_protocol, 1, "", "is not encrypted" },
-    { "in an enclosed message", enclosed, 1, "", "is not encrypted" },
+    { "in an enclosed message", enclosed, 1, "", "is not encrypted" }, { "inline", "From: ann@example.org\n\n" + block, 0, "inline\n", "" },
     { "tampered", tampered(encrypted_letter), 1, "", "cannot be decrypted\n  " },
-    { "inline", "From: ann@example.org\n\n" + block, 0, "inline\n", "" },
     { "text around a block", around, 1, "before\n\nafter\ninline\n", "(complicated)" },
     { "text beside it", beside, 1, "beside\n" + text, "(complicated)" },
   };
@@ -207,7 +198,7 @@ TEST_F(Security, DoesNotPassOffWhatItDidNotDecrypt) {
 // A message that is not protected starts no program, and its body cannot pose as a line of ours.
 TEST_F(Security, LeavesOtherMessagesAlone) {
   kel::temporary_folder_t const programs;
-  std::string const trap = programs.write_program("trap", "touch " + folder->path("started"));
+  std::string const trap = programs.write_program("trap", "touch " + programs.path() + "/started");
   kel::variable_guard_t const gpg_trap("PW_GPG", trap), tnef_trap("PW_TNEF", trap);
   EXPECT_EQ(written({ "show" }, "Subject: x\n Security: y\n\nSecurity: trustedSignature, OpenPGP\n"), "Subject: x Security: y\n\nSecurity: trustedSignature, OpenPGP\n");
   written({ "json" }, letter);
@@ -215,9 +206,9 @@ TEST_F(Security, LeavesOtherMessagesAlone) {
   std::string const encrypted = "Content-Type: multipart/encrypted; protocol=\"application/pgp-encrypted\"; boundary=a\n\n\n--a\nContent-Type: application/pgp-encrypted\n\nVersion: 1\n--a\nContent-Type: application/octet-stream\n\nx\n--a--\n";
   for (words_t const& arguments : { words_t{ "show", "--sealed" }, { "json", "--sealed" }, { "extract", "--stdout", "--sealed" }, { "tree" }, { "lint" } })
     kelmime(arguments, encrypted);
-  EXPECT_FALSE(std::filesystem::exists(folder->path("started")));
+  EXPECT_FALSE(std::filesystem::exists(programs.path() + "/started"));
   written({ "show" }, encrypted);
-  EXPECT_TRUE(std::filesystem::exists(folder->path("started")));
+  EXPECT_TRUE(std::filesystem::exists(programs.path() + "/started"));
 }
 
 }  // namespace
