@@ -11,11 +11,18 @@
 #include <gtest/gtest.h>
 
 #include <helpers/describe.h>
+#include <kelmime/encoding.h>
 
 namespace kel::test {
 
 inline std::string leaf(std::string const& type, std::string const& body, std::string const& headers = "") {
   return "Content-Type: " + type + "\n" + headers + "\n" + body;
+}
+
+inline std::string leaf_in_base64(std::string const& type, std::string_view bytes) {
+  std::string text = leaf(type, "", "Content-Transfer-Encoding: base64\n");
+  encode(bytes.begin(), bytes.end(), std::back_inserter(text), "base64");
+  return text + "\n";
 }
 
 // A multipart around parts; the number in its boundary is greater than those inside.

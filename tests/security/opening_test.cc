@@ -22,7 +22,7 @@ TEST_F(Opening, PutsContentWhereItWas) {
   struct { char const* name; std::string source; char const* tree; std::vector<std::size_t> place; char const* content; } const rows[] = {
     { "OpenPGP", message(pgp_encrypted(text)), "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[text/plain(12)]]", { 1, 0 }, "The secret.\n" },
     { "S/MIME", message(envelope(smime(false, true, text))), "application/pkcs7-mime[text/plain(12)]", { 0 }, "The secret.\n" },
-    { "S/MIME of old", message(base64_part("application/x-pkcs7-mime", opaque(with_crlf(text)))), "application/x-pkcs7-mime[text/plain(12)]", { 0 }, "The secret.\n" },
+    { "S/MIME of old", message(leaf_in_base64("application/x-pkcs7-mime", opaque(with_crlf(text)))), "application/x-pkcs7-mime[text/plain(12)]", { 0 }, "The secret.\n" },
     { "signed, encrypted", message(pgp_encrypted(pgp_signed("Content-Type: text/html\n\n<b>"))), "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[multipart/signed[text/html(3) application/pgp-signature(", { 1, 0, 0 }, "<b>" },
     { "a block", message(in_latin1 + quoted), "text/plain[text/plain(12)]", { 0 }, "grüß gott\n" },
     { "two blocks", message(part("text/plain", "a\n" + pgp_ciphertext("b\n") + pgp_ciphertext("c\n"))), "text/plain[text/plain(2) text/plain(2)]", { 1 }, "c\n" },

@@ -298,6 +298,7 @@ TEST(SignatureVerdict, IsNotTalkedIntoTrust) {
     { "denied afterwards", { "BEGIN_DECRYPTION", "DECRYPTION_OKAY", "BADMDC" }, "decryptFailed" },
     { "decryption without a word about its end", joined({ { "BEGIN_DECRYPTION" }, new_a, trust, ann }), "decryptFailed" },
     { "stopped", joined({ new_a, trust, ann, { "INCOMPLETE (x)" } }), "unknown" },
+    { "a verdict in the form of a key record", joined({ { "NEWSIG", "GOODSIG:u 1 x", "VALIDSIG " + A + " x" }, trust }), "unknown" },
     { "stopped after a bad one", joined({ bad, { "INCOMPLETE (x)" } }), "badSignature" },
     { "stopped after decryption", { "DECRYPTION_OKAY", "INCOMPLETE (x)" }, "unknown" },
   };

@@ -16,12 +16,12 @@
 #include <helpers/messages.h>
 #include <kel/preferences.h>
 #include <kelmime/body.h>
-#include <kelmime/encoding.h>
 #include <kelmime/smime.h>
 #include <security/gpg_home.h>
 
 namespace kel {
 
+using test::leaf_in_base64;
 using test::multipart;
 using test::written;
 
@@ -31,12 +31,6 @@ inline std::string part(std::string const& type, std::string const& body = "text
 
 inline std::string message(std::string const& entity, std::string const& from = "From: Ann <ann@x.org>\n") {
   return from + "Subject: x\nMIME-Version: 1.0\n" + entity;
-}
-
-inline std::string base64_part(std::string const& type, std::string const& bytes) {
-  std::string text = "Content-Type: " + type + "\nContent-Transfer-Encoding: base64\n\n";
-  encode(bytes.begin(), bytes.end(), std::back_inserter(text), "base64");
-  return text + "\n";
 }
 
 // --- OpenPGP -----------------------------------------------------------------------------------------------------
@@ -68,10 +62,10 @@ inline std::string smime(bool sign, bool encrypt, std::string const& entity) {
 }
 
 inline std::string with_smime_signature(std::string const& entity, std::string const& signature) {
-  return multipart("signed; micalg=sha-256; protocol=\"application/pkcs7-signature\"", { entity, base64_part("application/x-pkcs7-signature", signature) });
+  return multipart("signed; micalg=sha-256; protocol=\"application/pkcs7-signature\"", { entity, leaf_in_base64("application/x-pkcs7-signature", signature) });
 }
 inline std::string smime_signed(std::string const& entity) { return with_smime_signature(entity, smime(true, false, entity)); }
-inline std::string envelope(std::string const& bytes) { return base64_part("application/pkcs7-mime; name=smime.p7m", bytes); }
+inline std::string envelope(std::string const& bytes) { return leaf_in_base64("application/pkcs7-mime; name=smime.p7m", bytes); }
 
 // --- Keys --------------------------------------------------------------------------------------------------------
 

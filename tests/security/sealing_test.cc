@@ -310,7 +310,7 @@ TEST_F(Sealing, ForgetsTheOutcomeWithTheProtection) {
 
 TEST_F(Sealing, SealsWhatWasEditedInReceivedMail) {
   std::string const entity = part("text/plain", "The secret.\n");
-  std::string const envelopes[] = { "", base64_part("application/x-pkcs7-mime", smime(false, true, entity)), base64_part("application/pkcs7-mime; smime-type=signed-data", opaque(entity)) };
+  std::string const envelopes[] = { "", leaf_in_base64("application/x-pkcs7-mime", smime(false, true, entity)), leaf_in_base64("application/pkcs7-mime; smime-type=signed-data", opaque(entity)) };
   for (std::string const& smime_entity : envelopes) {
     bool const is_smime = !smime_entity.empty();
     std::string const source = message(is_smime ? smime_entity : pgp_encrypted(entity), "From: ann@x.org\nTo: ann@x.org\n");

@@ -194,6 +194,7 @@ TEST(Smime, SpoofsAreNoSignatures) {
     { "too many addresses", written(signed_by({ with_addresses(257) }, in_crlf, CMS_DETACHED)), entity, "unknown" },
     { "no certificate", written(signed_by({ people().strange_ann }, in_crlf, CMS_DETACHED | CMS_NOCERTS, CMS_NOCERTS)), entity, "noPublicKey" },
     { "MD5", written(signed_by({ people().carol }, in_crlf, CMS_DETACHED, 0, EVP_md5())), entity, "badSignature" },
+    { "SHA-3, by another",             written(signed_by({ people().carol }, in_crlf, CMS_DETACHED, 0, EVP_sha3_256())), entity, "validSignature" },
     { "no attributes", written(signed_by({ people().ann }, in_crlf, CMS_DETACHED, CMS_NOATTR)), entity, "trustedSignature" },
     { "attributes for content", written(signed_by({ people().ann }, attributes, CMS_DETACHED, CMS_NOATTR)), attributes, "badSignature" },
     { "two good signers", written(signed_by({ people().ann, people().bob }, in_crlf, CMS_DETACHED)), entity, "trustedSignature" },
@@ -506,15 +507,12 @@ std::string traced(std::function<void()> const& run) {
 TEST(Smime, TracesTellTheSteps) {
   folder_t const folder(usual_files());
   std::string message, content, status;
-  EXPECT_EQ(traced([&] { cms_encrypt("ann@example.org", { "Bob@example.org", "ann@home.example" }, true, true, entity, message, status); }),
-            path::content(KELMIME_TEST_DATA "/security/traces/smime.txt"));
+  std::vector<std::string> const both = { "Bob@example.org", "ann@home.example" };
+  std::string const sealed = traced([&] { cms_encrypt("ann@example.org", both, true, true, entity, message, status); });
   std::string const left_out = traced([&] { cms_encrypt("ann@example.org", { "bob@example.org" }, false, true, entity, message, status = ""); });
-  EXPECT_TRUE(left_out.ends_with(" Unable to decrypt/verify the encrypted data.\n Result: Failure\n"
-                                 " Detail: The message is encrypted to none of the private keys.\n Detail: DECRYPTION_FAILED\n")) << left_out;
   std::string const unreadable = traced([&] { cms_decrypt("ann@example.org", "x", 1, unset_string, content, status = ""); });
   EXPECT_TRUE(status.ends_with(" Error code: 109052027\n") && !status.starts_with("Unknown")) << status;
-  EXPECT_EQ(unreadable, "S/MIME verify/decrypt\n Verify for address: ann@example.org\n *\n Input string (1): \"x\"\n"
-                        " CMSDecoderCreate\n Output string (0): \"\"\n Detail: " + status);
+  EXPECT_EQ(sealed + left_out + unreadable, path::content(KELMIME_TEST_DATA "/security/traces/smime.txt") + " Detail: " + status);
 }
 
 // --- Other programs ----------------------------------------------------------------------------------------------

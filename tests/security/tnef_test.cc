@@ -9,7 +9,6 @@
 
 #include <kel/preferences.h>
 #include <kel/text.h>
-#include <kelmime/encoding.h>
 #include <helpers/messages.h>
 #include <helpers/repeated.h>
 #include <helpers/surroundings.h>
@@ -51,9 +50,7 @@ std::string code_page(std::size_t page) { return attribute(1, 0x00069007, number
 std::string skipped(std::string const& name) { return "Warning: Skipped '" + name + "' in tnef attachment\n"; }
 
 std::string message_with(std::string_view bytes) {
-  std::string part = test::leaf("application/ms-tnef; name=winmail.dat", "", "Content-Transfer-Encoding: base64\n");
-  encode(bytes.begin(), bytes.end(), std::back_inserter(part), "base64");
-  return "From: a@example.org\nMIME-Version: 1.0\n" + test::multipart("mixed", { "\nHello", part });
+  return "From: a@example.org\nMIME-Version: 1.0\n" + test::multipart("mixed", { "\nHello", test::leaf_in_base64("application/ms-tnef; name=winmail.dat", bytes) });
 }
 
 // --- Unpacking ---------------------------------------------------------------------------------------------------

@@ -10,7 +10,6 @@
 #include <helpers/certificates.h>
 #include <helpers/describe.h>
 #include <kel/run_command.h>
-#include <kelmime/encoding.h>
 #include <security/gpg_home.h>
 
 #include "program.h"
@@ -19,11 +18,7 @@ namespace {
 
 using words_t = std::vector<std::string>;
 
-std::string const letter =
-    "Received: from a by b; Mon, 1 Jan 2024 10:20:31 +0200\nResent-Date: Tue, 2 Jan 2024 10:20:30 +0200\nResent-From: eve@example.org\nResent-Date: Wed, 3 Jan 2024 10:20:30 +0200\n"
-    "From: Ann <ann@example.org>\nTo: bob@example.org\nSubject: Gr\u00FC\u00DFe\nDate: Mon, 1 Jan 2024 10:20:30 +0200\nMessage-ID: <a@b>\nX-Mailer: other\nX-Odd: x\n"
-    "MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=a\n\n\n--a\nContent-Type: text/plain; charset=utf-8\n\nFrom here on, secret Gr\u00FC\u00DFe\n"
-    "--a\nContent-Type: application/pdf; name=a.pdf\nContent-Disposition: attachment; filename=a.pdf\nContent-Transfer-Encoding: base64\n\nJVBERg==\n--a--\n";
+std::string const letter = content_of(data_path("letter.eml"));
 std::string const text = "From here on, secret Gr\u00FC\u00DFe\n";
 
 // Ann and Bob have keys and certificates, Eve has none.
@@ -78,10 +73,7 @@ std::string tampered(std::string message) {
 
 // Signed by somebody, and in one piece with what is signed.
 std::string opaque(std::string const& entity) {
-  std::string const bytes = kel::test::opaque_by(kel::test::issue({ .addresses = { "eve@example.org" } }), entity);
-  std::string message = "From: eve@example.org\nContent-Type: application/pkcs7-mime\nContent-Transfer-Encoding: base64\n\n";
-  kel::encode(bytes.begin(), bytes.end(), std::back_inserter(message), "base64");
-  return message;
+  return "From: eve@example.org\n" + kel::test::leaf_in_base64("application/pkcs7-mime", kel::test::opaque_by(kel::test::issue({ .addresses = { "eve@example.org" } }), entity));
 }
 
 // --- Writing -----------------------------------------------------------------------------------------------------
