@@ -68,14 +68,15 @@ struct told_t {
 void tell(kel::body_part_t& part, bool with_names, std::vector<told_t>& told) {
   std::string const encoding = part.get_header("content-transfer-encoding", "7bit");
   std::string_view const block = part.raw_headers(), body = part.raw_body();
-  told_t own{ part.mime_type(), "", encoding == "7bit" || encoding == "8bit" || encoding == "binary" };
+  bool const is_ascii = std::ranges::none_of(block, [](char c) { return c < 0; });  // else the charset may be guessed
+  told_t own{ is_ascii ? part.mime_type() : "", "", encoding == "7bit" || encoding == "8bit" || encoding == "binary" };
   std::vector<kel::header_pair_t> pairs;
   kel::mime_errors_handler_t errors;
   if (with_names)
     kel::parse_headers(block.data(), block.data() + block.size(), pairs, errors, "", {});
   for (auto const& [name, value] : pairs) {
     bool const is_blank = value.find_first_not_of(" \t\n\v\f") == value.npos;  // after zero bytes were removed
-    if (!name.starts_with('#') && !is_blank)
+    if (!name.starts_with('#') && !name.starts_with("--") && !is_blank)
       own.headers += "\n" + name;
   }
   if (part.subparts().empty()) {

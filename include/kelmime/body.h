@@ -621,7 +621,8 @@ private:
   // Written by security (body_security.cc).
   bool _to_be_signed = false;
   bool _security_level_set = false;
-  bool _needs_sealing = false;
+  bool _needs_sealing = false;  // a draft: what is in the clear was never sealed
+  bool _seals_anew = false;     // a received message: what was in it was changed, by an edit or by another level
 
   // Written by opening (security/opening.cc).
   std::optional<std::vector<std::string>> _undecoded_senders;  // of a message

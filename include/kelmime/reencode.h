@@ -18,7 +18,7 @@ KELMIME_EXPORT bool needs_header_encoding(char const* first, char const* last);
 
 // Appends the message with every such header block written anew, see `generate_rfc822_header`: values are encoded (RFC 2047,
 // RFC 2231, RFC 5891) and folded, and mean what they meant. Lines of the block that the tree takes for no headers are copied if
-// they are ASCII, and left out otherwise. Values that are not UTF-8 are read as the tree reads them. Bodies and all other
+// they are ASCII, and left out otherwise; so are those that could become a delimiter of the multipart around them. Values that are not UTF-8 are read as the tree reads them. Bodies and all other
 // blocks stay as they are.
 //
 //    std::string narrow;

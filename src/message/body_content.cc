@@ -17,6 +17,7 @@
 #include <fstream>
 #include <utility>
 
+#include <codec/line_ends.h>
 #include <kel/ascii.h>
 #include <kel/path.h>
 #include <kel/preferences.h>
@@ -108,16 +109,6 @@ media_type_t sendable_type(std::string const& stated, std::string const& name, s
   return found;
 }
 
-std::string without_carriage_returns(std::string_view bytes) {
-  std::string text;
-  text.reserve(bytes.size());
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (bytes[i] != '\r' || bytes.substr(i + 1, 1) != "\n")
-      text += bytes[i];
-  }
-  return text;
-}
-
 // --- Names -------------------------------------------------------------------------------------------------------
 
 // A name as it may stand in a Content-ID and, without escapes, in the URL that refers to it (RFC 2392). Different names
@@ -186,6 +177,7 @@ void body_part_t::store_content(std::string const& type, std::string_view body) 
   _holds_utf8_text = type == "text";
   _canonicalized_text = unset_string;
   _needs_sealing = false;
+  _seals_anew = false;
 }
 
 // Adds the parameters of a text to its Content-Type, and decides on an encoding where the bytes alone do not. Answers
@@ -318,7 +310,7 @@ void body_part_t::set_html_body(std::string const& given_html) {
 body_part_t& body_part_t::add_attachment(std::string_view bytes, std::string const& name, std::string const& type) {
   std::string const file_name = file_name_of(name);
   auto const [main_type, subtype] = sendable_type(type, file_name, bytes);
-  std::string const message = main_type == "message" ? without_carriage_returns(bytes) : "";
+  std::string const message = main_type == "message" ? with_lf(bytes) : "";
   if (main_type == "message")
     bytes = message;
   body_part_t& container = attachment_container();

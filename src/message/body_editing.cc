@@ -187,6 +187,7 @@ void body_part_t::replace_with_body_part(body_part_t& other) {
     set_header(name, "");
   forget_outcome();
   _needs_sealing = false;
+  _seals_anew = false;
   for (auto const& [name, value] : headers)
     set_header(name, value);
   _has_text_around_blocks = has_text_around_blocks;

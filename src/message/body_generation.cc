@@ -191,7 +191,7 @@ void body_part_t::generate_rfc822() {
   std::vector<char> bytes;
   generate_rfc822(std::back_inserter(bytes));
   std::string const failure = get_header("security-generation-detail", unset_string);
-  if (_needs_sealing && failure != unset_string)
+  if ((_needs_sealing || _seals_anew) && failure != unset_string)
     return;  // what could not be sealed was not written
   body_part_t* const parent = _parent;
   std::size_t const level = _level;
@@ -199,6 +199,7 @@ void body_part_t::generate_rfc822() {
   _parent = parent;
   _level = level;
   _needs_sealing = false;
+  _seals_anew = false;
   store_header("security-generation-detail", failure);
 }
 

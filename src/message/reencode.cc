@@ -67,7 +67,7 @@ private:
 };
 
 // What our reader takes for no header, such as a name of more than 50 bytes, is copied if it can be, since others may read it.
-// So is a name that would be a delimiter of the multipart around it when it is spelled in another way.
+// So is what begins like a delimiter: in another spelling it could be one of the multipart around it.
 template <byte_inserter Out>
 void write_encoded_headers(scanned_part_t const& part, Out out) {
   header_reader_t reader(part);

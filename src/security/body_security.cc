@@ -128,12 +128,14 @@ void body_part_t::set_security_level(std::string const& level, std::string const
   _security_level_set = signs;
 }
 
-// Encrypted content is signed too from now on, or no longer. What was not opened stays as it is.
+// Encrypted content is signed too from now on, or no longer; what was signed in an S/MIME message is encrypted. What was not
+// opened stays as it is.
 void body_part_t::keep_encryption(bool signs) {
-  body_part_t* const content = protected_content(*this);
-  if (!content || signs == _security_level_set)
+  bool const is_envelope_already =
+      is_multi_part() || get_header_lowercased("content-type.parameter.split.smime-type", "") != "signed-data";
+  if (!protected_content(*this) || (signs == _security_level_set && is_envelope_already))
     return;
-  content->drop_raw_bytes();  // so that received content is sealed anew
+  _seals_anew = true;
   _security_level_set = signs;
 }
 

@@ -37,7 +37,8 @@ void add_candidates(std::vector<certificate_t> const& certificates, std::string 
 }
 
 void put_usable_first(candidates_t& candidates, usage_t usage) {
-  std::ranges::stable_partition(candidates, [&](certificate_t const* one) { return one->*usage && holds_today(*one); });
+  std::stable_partition(candidates.begin(), candidates.end(),
+                        [&](certificate_t const* one) { return one->*usage && holds_today(*one); });
 }
 
 candidates_t candidates_in(std::vector<certificate_t> const& certificates, std::string const& address, usage_t usage) {

@@ -29,10 +29,6 @@ constexpr char const* generation_failed = "generationFailed";
 constexpr char const* rogue_parts = "rogueParts";
 constexpr char const* complicated = "complicated";
 
-bool is_good(std::string_view word) {
-  return word == "trustedSignature" || word == "validSignature" || word == "decrypted";
-}
-
 // These are told of a message wherever they are found in it.
 bool is_overriding(std::string_view word) {
   return word == generation_failed || word == rogue_parts;

@@ -61,11 +61,11 @@ bool is_made(std::string const& level, std::string const& status) {
 }
 
 // The sender is a recipient by the bare address, which GnuPG takes for a piece of another one when no key with this one
-// can encrypt. So the keys that the ciphertext names are held against the sender's own, with two more runs. What GnuPG
-// does not tell raises no suspicion.
+// can encrypt. So the keys that the ciphertext names are held against those of this very address, with two more runs. What
+// GnuPG does not tell raises no suspicion.
 bool is_for_stranger(std::string const& ciphertext, std::string const& sender) {
   constexpr std::string_view hidden_key = "0000000000000000";
-  std::optional<std::string> const name = shell_text(map_address_to_gpg_name(sender));
+  std::optional<std::string> const name = shell_text("<" + sender + ">");
   std::string keys_of_sender, output, status;
   run_gpg("--list-only --decrypt", ciphertext, unset_string, output, status);
   std::vector<std::string> named = lines_with_prefix(status, "[GNUPG:] ENC_TO ");
@@ -81,12 +81,14 @@ bool is_for_stranger(std::string const& ciphertext, std::string const& sender) {
 
 }  // namespace
 
-// Null when there is nothing to seal: what is there may be written as it is.
+// Null when there is nothing to seal: what is there may be written as it is. What was sealed once is sealed each time, since
+// recipients change, and since it may have failed.
 body_part_t* body_part_t::content_to_seal() {
   body_part_t& holder = mime_type() == "multipart/encrypted" ? _subparts.back() : *this;
   if (holder._subparts.empty())
     return nullptr;
-  return _needs_sealing || !holder.are_subparts_untouched() ? &holder._subparts.front() : nullptr;
+  _seals_anew = _seals_anew || !holder.are_subparts_untouched();
+  return _needs_sealing || _seals_anew ? &holder._subparts.front() : nullptr;
 }
 
 // From now on exactly these bytes are written.
@@ -131,8 +133,7 @@ std::string body_part_t::sealed_with_openpgp(std::string const& level, std::stri
     run_gpg(*arguments, entity, unset_string, output, status);
   if (!is_made(level, status))
     return status.empty() ? unknown_failure : status;
-  bool const is_hidden = std::ranges::find(people.bcc, people.sender) != people.bcc.end();
-  if (level != "sign" && !is_hidden && is_for_stranger(output, people.sender))
+  if (level != "sign" && is_for_stranger(output, people.sender))
     return "GnuPG has no key of the sender " + in_one_line(people.sender) + " to encrypt to, and took another.\n";
   if (level == "sign")
     store_parameter("micalg", "pgp-" + gpg_hash_name(status));

@@ -40,6 +40,11 @@ bool is_key_record(std::string_view line) {
   return colon != line.npos && colon < line.find(' ');
 }
 
+lines_t without_key_records(lines_t lines) {
+  std::erase_if(lines, is_key_record);
+  return lines;
+}
+
 // A block begins with NEWSIG, or with a second result where nobody says NEWSIG. What stands before the first one, such as
 // the words about decryption, belongs to it.
 std::vector<lines_t> signature_blocks(lines_t const& lines) {
@@ -47,8 +52,6 @@ std::vector<lines_t> signature_blocks(lines_t const& lines) {
   bool has_opening = false;
   bool has_result = false;
   for (std::string const& line : lines) {
-    if (is_key_record(line))
-      continue;
     bool const is_opening = line.starts_with("NEWSIG");
     if (blocks.empty() || (is_opening && (has_opening || has_result)) || (is_result(line) && has_result)) {
       blocks.emplace_back();
@@ -148,11 +151,11 @@ bool is_decryption_denied(lines_t const& lines) {
   return is_begun && !is_decrypted(lines);
 }
 
-bool is_good(std::string_view verdict) {
-  return verdict == "trustedSignature" || verdict == "validSignature" || verdict == "decrypted";
-}
-
 }  // namespace
+
+bool is_good(std::string_view keyword) {
+  return keyword == "trustedSignature" || keyword == "validSignature" || keyword == "decrypted";
+}
 
 bool is_decrypted(lines_t const& lines) {
   return has(lines, "DECRYPTION_OKAY") && !has(lines, "DECRYPTION_FAILED") && !has(lines, "BADMDC") &&
@@ -170,10 +173,11 @@ bool is_over_text(lines_t const& lines) {
 std::string signature_verdict(lines_t const& lines, lines_t const& senders, signature_engine_t engine) {
   if (is_decryption_denied(lines))
     return "decryptFailed";
-  std::vector<lines_t> const blocks = signature_blocks(lines);
+  lines_t const of_status = without_key_records(lines);
+  std::vector<lines_t> const blocks = signature_blocks(of_status);
   auto const deciding = std::ranges::find_if(blocks, has_verdict);
-  std::string const verdict =
-      deciding == blocks.end() ? parse_security_status(lines, "") : verdict_of_block(*deciding, lines, senders, engine);
+  std::string const verdict = deciding == blocks.end() ? parse_security_status(of_status, "")
+                                                       : verdict_of_block(*deciding, lines, senders, engine);
   if (is_good(verdict) && has(lines, "INCOMPLETE"))
     return "unknown";
   return verdict == "trustedSignature" && blocks.size() > 1 ? "validSignature" : verdict;

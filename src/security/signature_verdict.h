@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kel {
@@ -23,6 +24,9 @@ enum class signature_engine_t { openpgp, smime };
 //   - after a run that did not come to its own end no good word is said.
 std::string signature_verdict(std::vector<std::string> const& lines, std::vector<std::string> const& senders,
                               signature_engine_t engine);
+
+// Whether a keyword is a promise.
+bool is_good(std::string_view keyword);
 
 // Whether the output of a run is the decrypted text: the lines say DECRYPTION_OKAY, neither DECRYPTION_FAILED nor BADMDC,
 // and are complete. Of a message that was tampered with the output comes before these words.
