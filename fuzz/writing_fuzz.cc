@@ -56,20 +56,24 @@ void flow_and_deflow(std::string_view bytes, unsigned choice) {
 // --- Finished messages -------------------------------------------------------------------------------------------
 
 struct told_t {
-  std::string headers;  // the type, and perhaps the names; what their values say is headers_fuzz's business
-  std::string leaf;     // the bytes, not the text: its charset may have been guessed from what is rewritten
-  bool is_decodable;    // else the bytes are taken for the content itself when they are encoded anew
+  std::string type;
+  bool has_ascii_headers;  // else the charset of the type may be guessed
+  std::string headers;     // perhaps the names; what their values say is headers_fuzz's business
+  std::string leaf;        // the bytes, not the text: its charset may have been guessed from what is rewritten
+  bool is_decodable;       // else the bytes are taken for the content itself when they are encoded anew
 
   bool is_kept_in(told_t const& other) const {
-    return headers == other.headers && (leaf == other.leaf || !is_decodable);
+    return (type == other.type || !has_ascii_headers) && headers == other.headers &&
+           (leaf == other.leaf || !is_decodable);
   }
 };
 
 void tell(kel::body_part_t& part, bool with_names, std::vector<told_t>& told) {
   std::string const encoding = part.get_header("content-transfer-encoding", "7bit");
   std::string_view const block = part.raw_headers(), body = part.raw_body();
-  bool const is_ascii = std::ranges::none_of(block, [](char c) { return c < 0; });  // else the charset may be guessed
-  told_t own{ is_ascii ? part.mime_type() : "", "", encoding == "7bit" || encoding == "8bit" || encoding == "binary" };
+  bool const has_ascii_headers = std::ranges::none_of(block, [](char c) { return c < 0; });
+  bool const is_identity = encoding == "7bit" || encoding == "8bit" || encoding == "binary";
+  told_t own{ part.mime_type(), has_ascii_headers, "", "", is_identity };
   std::vector<kel::header_pair_t> pairs;
   kel::mime_errors_handler_t errors;
   if (with_names)

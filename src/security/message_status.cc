@@ -132,7 +132,7 @@ body_part_t::answer_t body_part_t::answer_t::of(body_part_t& part) {
   for (body_part_t& child : part._subparts) {
     answer_t answer = of(child);
     is_untouched_below = is_untouched_below && answer.is_untouched;
-    if (is_content(part, index++))
+    if (is_content(part, index++) || answer.word == generation_failed)
       content.push_back(std::move(answer));
   }
   answer_t result = one_inside_the_other(of_protection(part, is_untouched_below), beside_each_other(content));
@@ -141,7 +141,7 @@ body_part_t::answer_t body_part_t::answer_t::of(body_part_t& part) {
 }
 
 // Neither the signature nor the control part nor a rogue part; and what protects an enclosed message says nothing of the one
-// around it.
+// around it, unless it could not be made.
 bool body_part_t::answer_t::is_content(body_part_t& part, std::size_t index) {
   std::string const kind = part.mime_type();
   if (kind == "multipart/signed")

@@ -1,12 +1,12 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """What the tool writes is read by another implementation, Python's own, and must say the same: interop.py KELMIME TESTS
 Drafts are composed, then edited and reencoded; of the messages that come with the tests, what an edit or a transport form must
 not change is compared before and after.
 """
 import email, email.policy, hashlib, itertools, json, pathlib, re, subprocess, sys, tempfile
+from comparison import check, exit_with_result
 
 KELMIME, TESTS = sys.argv[1], pathlib.Path(sys.argv[2])
-failures = comparisons = 0
 
 TEXTS = {
     "ascii": "Hello,\n\nthis is it.\n", "empty": "", "no line feed at the end": "Hello",
@@ -33,13 +33,6 @@ def run(*arguments, data=b""):
     done = subprocess.run([KELMIME, *arguments], input=data, capture_output=True)
     check(f"{arguments[0]} succeeds", (0, b""), (done.returncode, done.stderr))
     return done.stdout
-
-def check(what, expected, found):
-    global failures, comparisons
-    comparisons += 1
-    if expected != found:
-        failures += 1
-        print(f"{what}:\n  expected {expected!r}\n  found    {found!r}")
 
 def deflowed(text):
     """RFC 3676, section 4: the text of flowed lines, quote marks before each paragraph of a quote."""
@@ -143,7 +136,6 @@ def main():
         data = file.read_bytes()
         check(f"{file.name}, edited", essence(data), essence(run("edit", "--set", "X-Test: \u00fc", data=data)))
         check(f"{file.name}, reencoded", essence(data), essence(run("reencode", data=data)))
-    print(f"{comparisons} comparisons, {failures} failures")
-    sys.exit(failures != 0)
+    exit_with_result()
 
 main()

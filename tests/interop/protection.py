@@ -1,8 +1,9 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S python3 -B
 """What the tool signs and encrypts is accepted by GnuPG and OpenSSL, and what they made is opened by the tool: protection.py KELMIME
 Python's email module takes the messages apart and puts them together.
 """
 import email, email.mime.text, email.policy, os, pathlib, re, subprocess, sys, tempfile
+from comparison import check, exit_with_result
 
 KELMIME = sys.argv[1]
 EXACT = email.policy.compat32.clone(mangle_from_=False, max_line_length=0)
@@ -14,14 +15,6 @@ CONTENTS = {
     "lines to be escaped": TEXT + b"\nFrom here the secret\n- dash\n.\n--b\n-----BEGIN PGP SIGNATURE-----\n", "long line": TEXT + b"\nthe secret " + b"word " * 300 + b"\n",
     "html": b"Content-Type: text/html\n\n<p>the secret</p>\n", "attachment": b"Content-Type: multipart/mixed; boundary=b\n\n" + ATTACHED,
 }
-failures = comparisons = 0
-
-def check(what, expected, found):
-    global failures, comparisons
-    comparisons += 1
-    if expected != found:
-        failures += 1
-        print(f"{what}:\n  expected {expected!r}\n  found    {found!r}")
 
 def run(*command, data=b"", status=0):
     done = subprocess.run(command, input=data, capture_output=True)
@@ -175,7 +168,6 @@ def main():
             check_others(name, content)
         run("gpgconf", "--kill", "all")
         os.chdir("/")
-    print(f"{comparisons} comparisons, {failures} failures")
-    sys.exit(failures != 0)
+    exit_with_result()
 
 main()

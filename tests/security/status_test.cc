@@ -229,6 +229,10 @@ TEST_F(Status, OfWhatWasChangedSince) {
   root->add_header("security-generation-detail", "no key");
   EXPECT_EQ(word_of(*root), "generationFailed");
   EXPECT_EQ(word_of(*root, false), "generationFailed");
+  auto const forwarded = opened(message("Content-Type: message/rfc822\n\n" + message(pgp_signed(text))));
+  EXPECT_EQ(word_of(*forwarded), "-");
+  forwarded->subpart(0).add_header("security-generation-detail", "no key");
+  EXPECT_EQ(word_of(*forwarded), "generationFailed");
   body_part_t empty;
   EXPECT_EQ(word_of(empty), "-");
   decrypt_and_verify_signatures(empty);
