@@ -286,11 +286,12 @@ public:
   bool can_be_written();
 
   // Appends the part: headers, an empty line, body. A resent message (it has "resent-from") gets its new headers in front
-  // instead of the newest ones that it had: resent-from, -to, -cc, -bcc, -date and -message-id, and no others. A multipart whose content happens to hold its delimiter line gets a new boundary.
+  // instead of the newest ones that it had: resent-from, -to, -cc, -bcc, -date and -message-id, and no others. A multipart
+  // whose content happens to hold its delimiter line gets a new boundary.
   void generate_rfc822(message_inserter_t out);
 
-  // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone. A draft that
-  // could not be signed or encrypted stays as it is.
+  // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone. When it, or a part
+  // of it, could not be signed or encrypted, the part stays as it is.
   void generate_rfc822();
 
   // The header lines without the empty line behind them: those of RFC 5322 and MIME in their usual order, then the others
@@ -378,7 +379,8 @@ public:
   std::string get_security_protocol();
 
   // The steps behind `set_security_level`. To sign what is signed, or to encrypt what is encrypted, aborts. `signs` makes the
-  // encrypted content signed too.
+  // encrypted content signed too. Where there is a layer already, it is sealed at once, and the part stays as it is when that
+  // fails.
   void sign(std::string const& protocol);
   void encrypt(std::string const& protocol, bool signs);
   void remove_signing();
@@ -558,13 +560,14 @@ private:
   void move_content_to(body_part_t& inner);
 
   // Played by security/body_security.cc and security/sealing.cc.
-  std::vector<char> take_entity();
+  std::optional<std::vector<char>> take_entity();
   void adopt_entity(body_part_t& holder, std::vector<char>& entity);
   void unwrap(body_part_t& content);
   void forget_outcome();
   bool is_rogue_part() const;
   void keep_encryption(bool signs);
   bool make_safe(bool for_signature);
+  std::string generation_failure();
   void settle_bytes();
   void set_to_be_signed(bool marked);
   body_part_t* content_to_seal();

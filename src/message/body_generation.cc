@@ -190,8 +190,7 @@ void body_part_t::generate_rfc822(message_inserter_t out) {
 void body_part_t::generate_rfc822() {
   std::vector<char> bytes;
   generate_rfc822(std::back_inserter(bytes));
-  std::string const failure = get_header("security-generation-detail", unset_string);
-  if ((_needs_sealing || _seals_anew) && failure != unset_string)
+  if (generation_failure() != unset_string)
     return;  // what could not be sealed was not written
   body_part_t* const parent = _parent;
   std::size_t const level = _level;
@@ -200,7 +199,6 @@ void body_part_t::generate_rfc822() {
   _level = level;
   _needs_sealing = false;
   _seals_anew = false;
-  store_header("security-generation-detail", failure);
 }
 
 void body_part_t::generate_rfc822_headers(message_inserter_t out) {
@@ -302,6 +300,9 @@ void body_part_t::apply_markdown_rule() {
 }
 
 void body_part_t::write_signed_entity(writing_t& writing) {
+  bool const is_layer = is_envelope(mime_type()) || (is_sealed_multipart() && num_subparts() == 2);
+  if (is_layer && !is_untouched())
+    seal();
   prepare_headers();
   for (std::string_view const name : entity_headers)
     write_headers(writing, name);

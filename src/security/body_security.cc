@@ -145,12 +145,14 @@ void body_part_t::sign(std::string const& protocol) {
   forget_outcome();
   std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();
+  if (!entity)
+    return;
   auto const [mime_name, file, preamble_text] = protocol_of(protocol);
   std::string const preamble = preamble_text;
   set_body("multipart", "signed",
            "micalg=" + announced_digest(protocol) + "; protocol=\"application/" + std::string(mime_name) + "\"",
            preamble.data(), preamble.data() + preamble.size(), false);
-  adopt_entity(*this, entity);
+  adopt_entity(*this, *entity);
   body_part_t& content = _subparts.front();
   content.mark_to_be_signed(true);
   give_ids_below(content, ids);
@@ -167,6 +169,8 @@ void body_part_t::encrypt(std::string const& protocol, bool signs) {
   forget_outcome();
   std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();
+  if (!entity)
+    return;
   body_part_t* holder = this;
   if (protocol == "S/MIME") {
     set_body("application", "pkcs7-mime", "smime-type=enveloped-data; name=smime.p7m", "", "", false);
@@ -184,16 +188,19 @@ void body_part_t::encrypt(std::string const& protocol, bool signs) {
     holder->set_header("content-disposition", "inline; filename=encrypted.asc");
     holder->set_header("content-description", "OpenPGP encrypted data");
   }
-  adopt_entity(*holder, entity);
+  adopt_entity(*holder, *entity);
   give_ids_below(holder->_subparts.front(), ids);
   _security_level_set = signs;
   _needs_sealing = true;
 }
 
-// The content as it is going to be protected; the part is left without any.
-std::vector<char> body_part_t::take_entity() {
+// The content as it is going to be protected; the part is left without any. Nothing, and the part stays as it is, when a
+// layer in it cannot be sealed.
+std::optional<std::vector<char>> body_part_t::take_entity() {
   std::vector<char> entity;
   generate_rfc822_body_with_headers(std::back_inserter(entity));
+  if (generation_failure() != unset_string)
+    return std::nullopt;
   if (is_text()) {
     for (char const* const cache : text_caches)
       set_header(cache, unset_string);

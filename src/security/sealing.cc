@@ -91,7 +91,15 @@ body_part_t* body_part_t::content_to_seal() {
   return _needs_sealing || _seals_anew ? &holder._subparts.front() : nullptr;
 }
 
-// From now on exactly these bytes are written.
+// Why the last attempt to seal this part, or one below it, failed.
+std::string body_part_t::generation_failure() {
+  std::string failure = get_header("security-generation-detail", unset_string);
+  for (auto child = _subparts.begin(); child != _subparts.end() && failure == unset_string; ++child)
+    failure = child->generation_failure();
+  return failure;
+}
+
+// From now on exactly these bytes are written, unless a layer in them cannot be sealed.
 void body_part_t::settle_bytes() {
   if (is_untouched())
     return;
@@ -114,8 +122,10 @@ void body_part_t::seal() {
   bool const is_smime = get_security_protocol() == "S/MIME";
   std::string const level = is_signature ? "sign" : _security_level_set ? "signAndEncrypt" : "encrypt";
   std::string output;
-  std::string const failure = is_smime ? sealed_with_smime(level, content->raw_data(), output)
-                                       : sealed_with_openpgp(level, content->raw_data(), output);
+  std::string failure = content->generation_failure();
+  if (failure == unset_string)
+    failure = is_smime ? sealed_with_smime(level, content->raw_data(), output)
+                       : sealed_with_openpgp(level, content->raw_data(), output);
   store_header("security-generation-detail", failure.empty() ? unset_string : failure);
   body_part_t& leaf = is_multi_part() ? _subparts.back() : *this;
   if (failure.empty() || _needs_sealing)

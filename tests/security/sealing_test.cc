@@ -345,6 +345,25 @@ TEST_F(Sealing, SealsLayerByLayer) {
   }
 }
 
+TEST_F(Sealing, KeepsWhatALayerInsideDoesNotSeal) {
+  for (bool const signs_last : { false, true }) {
+    draft_t draft(signs_last ? "encrypt" : "sign", "OpenPGP", "from: nobody@x.org\nto: nobody@x.org\n");
+    signs_last ? draft.sign("OpenPGP") : draft.encrypt("OpenPGP", false);
+    EXPECT_EQ(word_of(draft), "generationFailed");
+    EXPECT_EQ(draft.text_body(false), secret);
+    draft.set_header("from", "ann@x.org");
+    draft.set_header("to", "ann@x.org");
+    EXPECT_EQ(opened(written(draft))->text_body(false), secret);
+  }
+  body_part_t holder;
+  holder.set_body("multipart", "mixed", unset_string, nullptr, nullptr, false);
+  body_part_t& inner = holder.insert_subpart(0, "text", "plain", unset_string, secret.data(), secret.data() + secret.size(), false);
+  inner.set_security_level("encrypt", "OpenPGP");
+  holder.generate_rfc822();
+  EXPECT_EQ(word_of(holder), "generationFailed");
+  EXPECT_EQ(holder.subpart(0).subpart(1).subpart(0).decoded_body(), secret);
+}
+
 TEST_F(Sealing, LeavesBrokenShapesAlone) {
   std::string const one = part("text/plain"), control = part("application/pgp-encrypted"), signature = part("application/pgp-signature");
   for (std::string const& entity : { multipart(signed_by_pgp, { one }), multipart(signed_by_pgp, { one, signature, one }), multipart(encrypted_by_pgp, { control }),
