@@ -291,7 +291,8 @@ public:
   void generate_rfc822(message_inserter_t out);
 
   // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone. When it, or a part
-  // of it, could not be signed or encrypted, the part stays as it is.
+  // of it, could not be signed or encrypted, the part stays as it is. What was encrypted is a message
+  // that was not opened from then on: what is added stands beside it, in the clear.
   void generate_rfc822();
 
   // The header lines without the empty line behind them: those of RFC 5322 and MIME in their usual order, then the others

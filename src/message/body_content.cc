@@ -355,7 +355,8 @@ std::string body_part_t::text_body(bool canonical) {
 
 // --- Finding text ------------------------------------------------------------------------------------------------
 
-// The first part of the subtype of text, not looking into attachments and messages. Null when there is none.
+// The first part of the subtype of text, inside of protection too, but not of attachments and messages. Null when there is
+// none.
 body_part_t* body_part_t::find_text(std::string const& subtype) {
   if (!has_body())
     return nullptr;
@@ -364,7 +365,7 @@ body_part_t* body_part_t::find_text(std::string const& subtype) {
   if (!is_multi_part())
     return nullptr;
   for (body_part_t& child : subparts()) {
-    if (body_part_t* const found = child.find_text(subtype))
+    if (body_part_t* const found = child.inside_protection().find_text(subtype))
       return found;
   }
   return nullptr;
@@ -416,8 +417,11 @@ body_part_t& body_part_t::content_part() {
     return *this;
   std::string const type = mime_type();
   bool const may_hold_content = is_multi_part() && type != "multipart/encrypted" && !subparts().empty();
-  if (may_hold_content && (_subparts.front().is_content() || _subparts.front().is_multi_part()))
-    return _subparts.front().content_part();
+  if (may_hold_content) {
+    body_part_t& front = _subparts.front();
+    if (front.is_content() || front.is_multi_part() || &front.inside_protection() != &front)
+      return front.content_part();
+  }
   if (type != "multipart/mixed")
     wrap_content("mixed", unset_string);
   return insert_text_part();

@@ -345,6 +345,17 @@ TEST_F(Sealing, SealsLayerByLayer) {
   }
 }
 
+TEST_F(Sealing, FindsTheTextAboveAFooter) {
+  std::string const text = part("text/plain", "x\n"), footer = part("text/plain", "the list\n");
+  for (std::string const& entity : { pgp_encrypted(text), envelope(smime(false, true, text)) }) {
+    auto const root = opened(message(multipart("mixed", { entity, footer }), "From: ann@x.org\nTo: ann@x.org\n"));
+    EXPECT_EQ(root->text_body(false), "x\n");
+    root->set_text_body(secret, unset_string, unset_string, /*is_signed*/ true);
+    EXPECT_EQ(written(*root).find("secret"), std::string::npos);
+    EXPECT_EQ(opened(written(*root))->text_body(false), secret);
+  }
+}
+
 TEST_F(Sealing, KeepsWhatALayerInsideDoesNotSeal) {
   for (bool const signs_last : { false, true }) {
     draft_t draft(signs_last ? "encrypt" : "sign", "OpenPGP", "from: nobody@x.org\nto: nobody@x.org\n");
