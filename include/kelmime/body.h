@@ -536,6 +536,7 @@ private:
   void prepare_leaf_headers(std::string const& encoding);
   void renew_boundary();
   std::string wanted_container_encoding();
+  void label_container();
   void apply_markdown_rule();
   bool is_dated_after(long time);
   void store_content(std::string const& type, std::string_view body);

@@ -384,13 +384,15 @@ std::string body_part_t::wanted_container_encoding() {
 }
 
 void body_part_t::update_mime_encoding() {
-  if (!is_multi_part())
-    return;
+  for (body_part_t* part = this; part && part->is_multi_part(); part = part->_parent)
+    part->label_container();
+}
+
+// A container of 8-bit parts says so (RFC 2045, section 6.4).
+void body_part_t::label_container() {
   std::string const wanted = wanted_container_encoding();
   if (get_header("content-transfer-encoding", unset_string) != wanted)
     set_header("content-transfer-encoding", wanted);
-  if (_parent)
-    _parent->update_mime_encoding();
 }
 
 // --- Bodies ------------------------------------------------------------------------------------------------------

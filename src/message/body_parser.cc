@@ -8,6 +8,7 @@
 #include <kel/text.h>
 #include <base/fatal.h>
 #include <codec/conversion.h>
+#include <codec/line_ends.h>
 #include <header/parameters.h>
 #include <kelmime/body.h>
 #include <kelmime/charset.h>
@@ -38,18 +39,6 @@ void remove_carriage_returns(char const* first, char const* last, std::vector<ch
     decoded.assign(first, last);
   }
   decoded.erase(std::remove(decoded.begin(), decoded.end(), '\r'), decoded.end());
-}
-
-// False when there is no CR LF; then nothing is copied.
-bool copy_with_line_feeds(std::vector<char> const& bytes, std::vector<char>& out) {
-  if (std::string_view(bytes.data(), bytes.size()).find("\r\n") == std::string_view::npos)
-    return false;
-  out.reserve(bytes.size());
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (bytes[i] != '\r' || i + 1 == bytes.size() || bytes[i + 1] != '\n')
-      out.push_back(bytes[i]);
-  }
-  return true;
 }
 
 // Whether a charset may stand in a header block that is written for a part without one.
@@ -214,11 +203,11 @@ bool body_part_t::may_unfold() {
 // What children of decoded bytes look into: the same bytes with LF line ends, as all text is here. Null when the tree may
 // not hold that much more.
 std::shared_ptr<message_bytes_t> body_part_t::text_of_container() {
-  auto text = std::make_shared<std::vector<char>>();
-  if (!copy_with_line_feeds(*_decoded_body, *text))
+  if (decoded_view().find("\r\n") == std::string_view::npos)
     return std::make_shared<message_bytes_t>(_decoded_body);
-  if (_budget->take_decoded(text->size()))
-    return std::make_shared<message_bytes_t>(std::move(text));
+  std::string const text = with_lf(decoded_view());
+  if (_budget->take_decoded(text.size()))
+    return std::make_shared<message_bytes_t>(std::make_shared<std::vector<char>>(text.begin(), text.end()));
   report_spent();
   return nullptr;
 }

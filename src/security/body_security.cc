@@ -255,8 +255,8 @@ bool body_part_t::is_rogue_part() const {
 // --- Safe to sign ------------------------------------------------------------------------------------------------
 
 void body_part_t::mark_to_be_signed(bool marked) {
-  if (marked)
-    make_safe(/*for_signature*/ true);
+  if (marked && make_safe(/*for_signature*/ true) && _parent)
+    _parent->update_mime_encoding();
   set_to_be_signed(marked);
 }
 
@@ -275,8 +275,8 @@ bool body_part_t::make_safe(bool for_signature) {
     bool is_changed = false;
     for (body_part_t& child : subparts())
       is_changed = child.make_safe(for_signature) || is_changed;
-    if (is_changed)
-      update_mime_encoding();
+    if (is_changed && is_multi_part())
+      label_container();
     return is_changed;
   }
   if (!_raw_begin || is_safe(raw_body(), for_signature))

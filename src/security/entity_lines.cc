@@ -1,21 +1,18 @@
 #include <security/entity_lines.h>
 
+#include <codec/find_byte.h>
 #include <codec/line_ends.h>
 #include <kelmime/quick_parse_headers.h>
+#include <message/part_scan.h>
 
 namespace kel {
 
 std::size_t body_offset(std::string_view entity) {
-  for (std::size_t line = 0; line < entity.size();) {
-    std::size_t const line_feed = entity.find('\n', line);
-    if (line_feed == entity.npos)
-      break;
-    bool const is_empty = line_feed == line || (line_feed == line + 1 && entity[line] == '\r');
-    line = line_feed + 1;
-    if (is_empty)
-      return line;
-  }
-  return entity.size();
+  char const* line = entity.data();
+  char const* const end = line + entity.size();
+  while (line != end && !is_empty_line(line, end))
+    line = line_end_after(line, end);
+  return static_cast<std::size_t>(line_end_after(line, end) - entity.data());
 }
 
 std::string entity_with_lf(std::string_view entity) {

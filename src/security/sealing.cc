@@ -117,8 +117,10 @@ void body_part_t::seal() {
     return;
   bool const is_signature = mime_type() == "multipart/signed";
   content->settle_bytes();
-  if (content->make_safe(/*for_signature*/ is_signature))
+  if (content->make_safe(/*for_signature*/ is_signature)) {
+    update_mime_encoding();
     content->settle_bytes();
+  }
   bool const is_smime = get_security_protocol() == "S/MIME";
   std::string const level = is_signature ? "sign" : _security_level_set ? "signAndEncrypt" : "encrypt";
   std::string output;
