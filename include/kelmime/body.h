@@ -532,6 +532,7 @@ private:
   void write_text(writing_t& writing);
   void write_multipart(writing_t& writing);
   void prepare_headers();
+  bool can_name_boundary();
   void prepare_container_headers(std::string const& encoding);
   void prepare_leaf_headers(std::string const& encoding);
   void renew_boundary();

@@ -203,8 +203,7 @@ void body_part_t::generate_rfc822() {
 
 void body_part_t::generate_rfc822_headers(message_inserter_t out) {
   writing_t writing{ container_of(out), 0 };
-  if (!is_untouched())
-    prepare_headers();
+  prepare_headers();
   write_header_block(writing);
 }
 
@@ -332,13 +331,23 @@ void body_part_t::write_header_block(writing_t& writing) const {
 
 // Headers that must say what the body is going to be. A body that is written as it came has the right ones.
 void body_part_t::prepare_headers() {
-  if (is_body_untouched() || !has_body())
+  if (!has_body())
+    return;
+  if (is_multi_part() && !can_name_boundary())
+    content_changed();
+  if (is_body_untouched())
     return;
   std::string const encoding = transfer_encoding();
   if (is_multi_part() || is_message())
     prepare_container_headers(encoding);
   else
     prepare_leaf_headers(encoding);
+}
+
+// Delimiter lines may be copied only under a header that names them. A multipart without a boundary has none.
+bool body_part_t::can_name_boundary() {
+  std::string const boundary = get_header("content-type.parameter.split.boundary", "");
+  return boundary.empty() || is_usable_boundary(boundary);
 }
 
 // Containers are never encoded. One that says so, and was read without undoing it, may go on saying so.

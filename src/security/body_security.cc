@@ -37,6 +37,11 @@ protocol_t protocol_of(std::string const& word) {
   return { "pgp-signature", "signature.asc", "This is an OpenPGP/MIME signed message (RFC 3156 and 4880).\n" };
 }
 
+void require_known(std::string const& protocol) {
+  if (protocol != "OpenPGP" && protocol != "S/MIME")
+    fatal("Unknown security protocol '%s'\n", printable(protocol).c_str());
+}
+
 // What a signature is announced to be made with; sealing corrects it.
 std::string announced_digest(std::string const& protocol) {
   return protocol == "S/MIME" ? "sha1" : "pgp-" + preferences::string("PwOpenPGPHashFunction", "sha256");
@@ -108,6 +113,8 @@ void body_part_t::set_security_level(std::string const& level, std::string const
     fatal("Missing security protocol\n");
   bool const encrypts = level == "encrypt" || level == "signAndEncrypt";
   bool const signs = level == "sign" || level == "signAndEncrypt";
+  if (!encrypts && !signs && level != "none")  // read as "none", a mistyped word would send in the clear
+    fatal("Unknown security level '%s'\n", printable(level).c_str());
   std::string const kind = mime_type();
   bool const is_wanted = (signs || encrypts) && is_encryption(kind) == encrypts && get_security_protocol() == protocol;
   if (is_protection(kind) && is_wanted) {
@@ -142,6 +149,7 @@ void body_part_t::keep_encryption(bool signs) {
 void body_part_t::sign(std::string const& protocol) {
   if (mime_type() == "multipart/signed")
     fatal("Trying to sign an already signed message\n");
+  require_known(protocol);
   forget_outcome();
   std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();
@@ -166,6 +174,7 @@ void body_part_t::encrypt(std::string const& protocol, bool signs) {
   std::string const kind = mime_type();
   if (is_encryption(kind))
     fatal("Trying to encrypt an already encrypted message (%s)\n", kind.c_str());
+  require_known(protocol);
   forget_outcome();
   std::vector<int> const ids = ids_below(*this);
   auto entity = take_entity();

@@ -169,6 +169,13 @@ TEST(Generation, GivesANewBoundaryWhereTheContentHoldsTheOldOne) {
   auto const nested = message_of("Content-Type: multipart/mixed; boundary=a\n\n--a\nContent-Type: multipart/mixed; boundary=b\n\n--b\n\none\n--b--\n--a--\n");
   nested->set_header("content-type", "multipart/mixed; boundary=b");
   EXPECT_EQ(describe(*read_again(*nested)), "multipart/mixed[multipart/mixed[text/plain(3)]]");
+  // A body may be copied only under a header that can name its delimiter lines.
+  for (std::string const boundary : { "\u00FC", "a\tb" }) {
+    auto const copied = message_of("Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\n\n--" + boundary + "\n\none\n--" + boundary + "\n\ntwo\n--" + boundary + "--\n");
+    std::vector<char> entity;
+    copied->generate_rfc822_body_with_headers(std::back_inserter(entity));
+    EXPECT_EQ(describe(*message_of({ entity.begin(), entity.end() })), "multipart/mixed[text/plain(3) text/plain(3)]") << boundary;
+  }
 }
 
 TEST(Generation, NoticesChangesFarBelow) {

@@ -413,6 +413,9 @@ TEST(SealingDeathTest, IsNotDoneTwice) {
     EXPECT_DEATH(misuse(draft), "^Fatal: " + text + "\n") << text;
   };
   death("none", "", [](body_part_t& draft) { draft.set_security_level("sign", unset_string); }, "Missing security protocol");
+  death("encrypt", "OpenPGP", [](body_part_t& draft) { draft.set_security_level("Encrypt", "OpenPGP"); }, "Unknown security level 'Encrypt'");
+  death("none", "", [](body_part_t& draft) { draft.set_security_level("sign", "smime"); }, "Unknown security protocol 'smime'");
+  death("none", "", [](body_part_t& draft) { draft.encrypt("", false); }, "Unknown security protocol ''");
   death("sign", "S/MIME", [](body_part_t& draft) { draft.sign("OpenPGP"); }, "Trying to sign an already signed message");
   death("encrypt", "OpenPGP", [](body_part_t& draft) { draft.encrypt("OpenPGP", false); }, "Trying to encrypt an already encrypted message \\(multipart/encrypted\\)");
   death("encrypt", "S/MIME", [](body_part_t& draft) { draft.encrypt("S/MIME", true); }, "Trying to encrypt an already encrypted message \\(application/pkcs7-mime\\)");
