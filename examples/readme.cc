@@ -13,8 +13,8 @@ int main(int argc, char** argv) {
 
   std::printf("%s\n", message->get_header("subject", "(no subject)").c_str());
   std::printf("from %s\n", message->get_header("from.address", "nobody").c_str());
-  for (std::size_t i = 0; i < message->num_subparts(); ++i)
-    std::printf("part %zu is %s\n", i + 1, message->subpart(i).mime_type().c_str());
+  for (auto& part : message->subparts())
+    std::printf("a part is %s\n", part.mime_type().c_str());
 
   std::vector<kel::mime_error_t> errors;
   message->get_errors({}, errors);
