@@ -8,8 +8,8 @@
 //    std::vector<char> bytes = ...;
 //    auto message = kel::create_body_part(bytes, /*decode*/ false);
 //    message->get_header("from.address", "");
-//    for (std::size_t i = 0; i < message->num_subparts(); ++i)
-//      message->subpart(i).mime_type();
+//    for (auto& part : message->subparts())
+//      part.mime_type();
 //
 // Text is UTF-8 with bare line feeds throughout; CR LF is converted before a message comes here.
 //
@@ -87,7 +87,9 @@ KELMIME_EXPORT void decrypt_and_verify_signatures(body_part_t& message);
 // encoded words or without them. `unset_string` when there is none, or more than one, or the readings differ.
 KELMIME_EXPORT std::string get_from_address_for_verification(body_part_t& part);
 
-// What the application does with HTML while text bodies are decoded. Both may be empty. Set before threads start.
+// What the application does with HTML while text bodies are decoded: `canonicalize` answers the canonical text of an HTML
+// part, which `get_canonicalized_text` keeps; `compare` may then hold it against the text/plain alternative. HTML whose
+// alternative is Markdown is passed over. Both may be empty. Set before threads start.
 struct html_rendering_t {
   std::function<std::string(body_part_t& html)> canonicalize;
   std::function<void(body_part_t& html, body_part_t& plain)> compare;
@@ -135,10 +137,13 @@ public:
 
   bool exists_header(std::string const& name) const;
 
-  // Replaces all values of a header. Names are lower-case. `unset_string` or an empty value removes it (except "#flags",
-  // "#imap-keywords" and "##tags", which are kept when empty). A part that was not unfolded is unfolded first; then its
-  // raw bytes are dropped, unless the name begins with "#" or "resent-", since they no longer describe the part. Its body
-  // is still written as it was read, for as long as the headers that tell how to read it stay.
+  // Replaces all values of a header. Names are lower-case, as in `headers()`: "Subject" makes another header beside
+  // "subject". A name with a byte that is no visible ASCII, or with a colon, is stored and never written. `unset_string` or
+  // an empty value removes the header (except "#flags", "#imap-keywords" and "##tags", which are kept when empty). A part
+  // that was not unfolded is unfolded first; then its raw bytes are dropped, unless the name begins with "#" or "resent-",
+  // since they no longer describe the part: all of its headers are written anew, see `generate_rfc822_headers`. Its body
+  // is still written as it was read, for as long as the headers that tell how to read it stay; that of a multipart is put
+  // together from its children.
   void set_header(std::string const& name, std::string const& value);
 
   // Adds one more value without touching the others or the change state.
@@ -155,6 +160,7 @@ public:
   // envelope-to as they stand, and those of "received" that are among `own_addresses`.
   std::vector<std::string> get_delivery_headers(std::set<std::string> const& own_addresses);
 
+  // Whether there is a "resent-from", of a resending before or now.
   bool is_resent() const;
 
   // Where the leading run of lines that begin with "Resent-" ends in the raw header block. A continuation line ends it.
@@ -226,11 +232,12 @@ public:
   // that child (a multipart/encrypted the only child of that, where it has one). An index past the end aborts.
   void delete_subpart_with_index(std::size_t index);
 
-  // The same for the child of that id. Aborts when there is none, or when a child before it has no id.
+  // The same for the child of that id. Aborts when there is none, or when a child before it has no id. Each call walks the
+  // children from the first one on.
   void delete_subpart_with_id(int id);
 
-  // Removes an attachment from a message, looking inside what is signed or encrypted. A message whose kind has no
-  // attachments aborts; ask `attachments_body_part` first.
+  // Removes an attachment from a message, looking inside what is signed or encrypted, at the cost of the above. A message
+  // whose kind has no attachments aborts; ask `attachments_body_part` first.
   void delete_attachment_with_id(int id);
 
   // Children that were deleted under their id; both of the latter abort when there is none of that id.
@@ -278,25 +285,36 @@ public:
   // --- Writing: the tree as a message --------------------------------------------------- body_generation.cc
   //
   // What was not changed since it was parsed is written as it came, byte for byte; the rest is written anew, a part whose
-  // headers alone were set with the body that it had. Line ends are bare line feeds; CR LF is the transport's business.
+  // headers alone were set with the body that it had, but a multipart in any case from its preamble and its children: then
+  // the epilogue goes. Line ends are bare line feeds; CR LF is the transport's business.
+  //
+  // Drafts and edited parts that are to be protected are signed and encrypted now. Where that fails there is a message all the
+  // same: a draft with an empty signature or ciphertext, a received part with the one that it came with. So ask
+  // `get_security_status(true)` afterwards; what answers "generationFailed" must not be sent.
+  //
+  // "bcc" is written like other headers. Who sends removes it with `unset_string`: where hidden recipients are to read what
+  // is encrypted with OpenPGP, between `generate_rfc822()` and the writing of the bytes.
 
   // False when writing would abort: a part to be written anew is multipart/signed or multipart/encrypted and has not
   // exactly two children (RFC 1847). False also when it would lose something: the part was edited and has more children than
   // the limits let us list. Mail from outside may be like that, so ask before writing what was edited.
   bool can_be_written();
 
-  // Appends the part: headers, an empty line, body. A resent message (it has "resent-from") gets its new headers in front
-  // instead of the newest ones that it had: resent-from, -to, -cc, -bcc, -date and -message-id, and no others. A multipart
-  // whose content happens to hold its delimiter line gets a new boundary.
+  // Appends the part: headers, an empty line, body, also when sealing failed (see above). A message that was only resent (it
+  // got other resent headers, and is untouched otherwise) gets its new headers in front instead of the newest ones that it
+  // had: resent-from, -to, -cc, -bcc, -date and -message-id, and no others. A multipart whose content happens to hold its
+  // delimiter line gets a new boundary.
   void generate_rfc822(message_inserter_t out);
 
-  // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone. When it, or a part
-  // of it, could not be signed or encrypted, the part stays as it is. What was encrypted is a message
-  // that was not opened from then on: what is added stands beside it, in the clear.
+  // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone. When it, or
+  // a part of it, could not be signed or encrypted, the part stays as it is, and `get_security_status(true)` is
+  // "generationFailed". What was encrypted is a message that was not opened from then on: what is added stands beside it,
+  // in the clear.
   void generate_rfc822();
 
-  // The header lines without the empty line behind them: those of RFC 5322 and MIME in their usual order, then the others
-  // by name. Virtual headers are never written.
+  // The header lines without the empty line behind them: those of RFC 5322 and MIME in their usual order (from, to, cc, bcc,
+  // subject, date, ...), then the others by name, also "received" and "return-path". All are encoded and folded anew. Virtual
+  // headers are never written.
   void generate_rfc822_headers(message_inserter_t out);
 
   // The body with its transfer encoding. A multipart gets its preamble, no epilogue.
@@ -328,17 +346,19 @@ public:
   //    draft.generate_rfc822(std::back_inserter(message));
 
   // Sets the content of this one part: bytes as they are, for text in UTF-8, for a multipart the preamble, for
-  // message/rfc822 the message. Type and subtype are lower-case; `parameters` are more of Content-Type ("name=x") or
-  // `unset_string`. Content-Type and Content-Transfer-Encoding are set to what fits; `flow` lets plain text with long lines
-  // leave as format=flowed (RFC 3676). A part without parent becomes a message: it gets MIME-Version, Date, Message-ID and
-  // X-Mailer.
+  // message/rfc822 the message. Type and subtype are lower-case; in other letters they are taken for unknown ones, so
+  // that "TEXT" gets no charset. `parameters` are more of Content-Type ("name=x") or `unset_string`.
+  // Content-Type and Content-Transfer-Encoding are set to what fits; `flow` lets plain text with long lines leave as
+  // format=flowed (RFC 3676). Text that is not UTF-8 goes out as it is, and is called UTF-8. A part without parent becomes a
+  // message: it gets MIME-Version, Date, Message-ID and X-Mailer.
   void set_body(std::string const& type, std::string const& subtype, std::string const& parameters, char const* first,
                 char const* last, bool flow);
 
-  // Sets the text of a message. `markup` names the language that it is written in, such as "markdown"; `html` is the same
-  // text as HTML and makes the part a multipart/alternative; both may be `unset_string`. Without `html`, HTML that was there
-  // goes, and what it shows. Attachments stay, and a message that begins with something else gets its text in front of it.
-  // `is_signed` says that the text is going to be signed: then it is encoded so that no transport changes it.
+  // Sets the text of a message, as `set_body` does. `markup` names the language that it is written in, such as "markdown";
+  // `html` is the same text as HTML and makes the part a multipart/alternative; both may be `unset_string`. Without `html`,
+  // HTML that was there goes, and what it shows. Attachments stay, and a message that begins with something else gets its
+  // text in front of it. `is_signed` says that the text is going to be signed: then it is encoded so that no transport
+  // changes it.
   void set_text_body(std::string const& text, std::string const& markup, std::string const& html, bool is_signed);
 
   // Sets the HTML of a message. Text that is already there stays beside it as the plain alternative.
@@ -346,7 +366,8 @@ public:
 
   // Appends an attachment; a message that is no multipart/mixed yet becomes one, with what it was as the first part. `name`
   // is UTF-8; of a path only the last component counts. An empty `type` is found by the name; "message/rfc822" embeds a
-  // message. Bytes of type text that are not UTF-8 are sent as application/octet-stream.
+  // message. Sent as application/octet-stream are multiparts, other types of message, text that is not UTF-8, and what is no
+  // type and subtype.
   body_part_t& add_attachment(std::string_view bytes, std::string const& name, std::string const& type);
 
   // The same for a file. One that cannot be read gives a warning and null.
@@ -365,13 +386,14 @@ public:
   // --- Security: level, signing, encryption -------------------------------------- security/body_security.cc
   //
   // Levels are "none", "sign", "encrypt" and "signAndEncrypt", protocols "OpenPGP" and "S/MIME". A draft takes the shape of
-  // its level at once (RFC 1847, 3156, 5751): the content moves into a child. What is edited from then on with the operations
+  // its level at once (RFC 1847, 3156, 8551): the content moves into a child. What is edited from then on with the operations
   // above is edited there, in opened messages too. Signing and encrypting happen each time the draft is written, of an opened
   // message when its content was edited. What goes wrong then is told by `get_security_status`.
 
-  // Moves the part to another level. Protection that is there and still wanted is kept. A level other than "none" needs a
-  // protocol, else the process ends. An encrypted part that was not opened, or one whose shape is broken, stays as it is,
-  // with its level. Where the protection changes, what opening found out of it is forgotten.
+  // Moves the part to another level. Protection that is there and still wanted is kept. Levels and protocols that are none
+  // of those words end the process; for "none" the protocol does not matter. An encrypted part that was not opened, or one
+  // whose shape is broken, stays as it is, with its level. Where the protection changes, what opening found out of it is
+  // forgotten.
   void set_security_level(std::string const& level, std::string const& protocol);
 
   // How the structure protects the content, and by which protocol: that may also be "OpenPGP (inlined)" or "Unknown". Neither
@@ -408,8 +430,10 @@ public:
   // Makes this part the root of a tree of its own: for a copy, and for a part that was moved.
   void detach();
 
-  std::string get_signature_range() const;  // the root's
-  std::string get_html_signature() const;   // the root's
+  // Kept for the application, and of no meaning here: where its signature stands in the text, and the signature as HTML. They
+  // are asked of the root, so they are to be set there; `unset_string` until then.
+  std::string get_signature_range() const;
+  std::string get_html_signature() const;
   void set_signature_range(std::string const& text) { _signature_range = text; }
   void set_html_signature(std::string const& html) { _html_signature = html; }
 
@@ -426,14 +450,22 @@ public:
   body_part_t* equivalent_plain_text_alternative();
 
   std::string markup();  // "content-type.parameter.split.markup", lower-cased
+
+  // Keeps what `html_rendering_t::canonicalize` makes of this part, of whatever type it is; without that it does nothing. The
+  // text is `unset_string` before, and after the content was set.
   void canonicalize_html();
   std::string const& get_canonicalized_text() const { return _canonicalized_text; }
 
   // Whether the part was found signed or encrypted: true once verification or decryption has stored its outcome.
   bool has_security_status() const;
 
+  // Whether the body is not here. Then an enclosed message is not unfolded, and `decrypt_and_verify_signatures` leaves the
+  // part alone. To be set before anything is asked of the part.
   bool is_headers_only() const { return _is_headers_only; }
   void set_is_headers_only(bool value) { _is_headers_only = value; }
+
+  // Kept for the application, and of no meaning here: what is selected in the part, `unset_string` until it is set, and
+  // variables.
   std::string const& get_selected_string() const { return _selected_string; }
   void set_selected_string(std::string const& text) { _selected_string = text; }
   std::map<std::string, environment_value_t> const& get_environment_variables() const { return _environment_variables; }
