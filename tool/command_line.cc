@@ -182,8 +182,10 @@ private:
     CLI::App& verb = add_writing_verb(
         "edit", edit,
         "Write a message with other headers, or without some of its parts. Bodies stay as they are, and\n"
-        "so do the other headers, though they may be folded anew; lines that are no headers go.\n"
-        "The status is 1, and nothing is written, for a part that does not exist or cannot be dropped",
+        "so do the other headers, though they may be folded anew; lines that are no headers go. What was\n"
+        "signed and loses a part is signed anew by the sender, which is that of From.\n"
+        "Nothing is written, and the status is 1, for a part that does not exist or cannot be dropped;\n"
+        "it is 4 when signing fails",
         "kelmime edit --set 'Subject: Minutes' --remove Received --drop-part 2 message.eml > edited.eml");
     add_header_option(verb, "--set", "Replace the header by this one; without a value, remove it",
                       problem_of_header_line);

@@ -93,11 +93,7 @@ exit_status_t edit(message_t const& message, options_t const& options, output_t&
     return negative;
   }
   edit_headers(opened.root(), options);
-  auto const edited = written_form(message, opened.root());
-  if (!edited)
-    return negative;
-  out << *edited;
-  return done;
+  return write_tree(message, opened.root(), "cannot be signed or encrypted anew", out);
 }
 
 }  // namespace kel::tool

@@ -39,16 +39,8 @@ exit_status_t protect(message_t const& message, char const* level, std::string c
   auto const had = root->headers();
   root->set_security_level(level, protocol);
   put_back_origin(*root, had);
-  auto const sealed = written_form(message, *root);
-  if (!sealed)
-    return negative;
-  if (root->get_security_status(/*whole_message*/ false) == "generationFailed") {
-    complain(message.name, std::string("cannot be ") + (level == std::string_view("sign") ? "signed" : "encrypted"),
-             root->get_header("security-generation-detail", ""));
-    return failed;
-  }
-  out << *sealed;
-  return done;
+  bool const only_signs = level == std::string_view("sign");
+  return write_tree(message, *root, only_signs ? "cannot be signed" : "cannot be encrypted", out);
 }
 
 }  // namespace

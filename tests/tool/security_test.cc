@@ -16,6 +16,8 @@
 
 namespace {
 
+using kel::test::describe;
+using kel::test::message_of;
 using words_t = std::vector<std::string>;
 
 std::string const letter = content_of(data_path("letter.eml"));
@@ -94,6 +96,8 @@ TEST_F(Security, WritesNothingWhereItCannotProtect) {
     { "no key of the sender", { "sign" }, from_eve, 4, "cannot be signed\n  " }, { "nobody", { "sign" }, "", 4, "cannot be signed" },
     { "no key of a recipient", { "encrypt" }, to_eve, 4, "INV_RECP" }, { "two messages", { "encrypt", "a", "b" }, "", 2, "b" },
     { "no certificate of a recipient", { "encrypt", "--protocol", "smime" }, to_eve, 4, "cannot be encrypted\n  " },
+    { "no key to sign anew", { "edit", "--drop-part", "1.2" }, replaced(signed_letter, "ann@", "eve@"), 4, "cannot be signed or encrypted anew\n  " },
+    { "the same, enclosed", { "edit", "--drop-part", "2.1.1.2" }, kel::test::multipart("mixed", { "\nx", "Content-Type: message/rfc822\n\n" + replaced(signed_letter, "ann@", "eve@") }), 4, "cannot be signed or encrypted anew\n  " },
     { "no such protocol", { "sign", "--protocol", "pem" }, letter, 2, "pem" },
   };
   for (auto const& row : rows) {
@@ -101,6 +105,14 @@ TEST_F(Security, WritesNothingWhereItCannotProtect) {
     EXPECT_EQ(outcome.status, row.status) << row.name;
     EXPECT_EQ(outcome.out, "") << row.name;
     EXPECT_NE(outcome.err.find(row.complaint), std::string::npos) << row.name << ": " << outcome.err;
+  }
+}
+
+TEST_F(Security, SignsAnewWhatLosesAPart) {
+  for (std::string const protocol : { "openpgp", "smime" }) {
+    std::string const edited = written({ "edit", "--drop-part", "1.2" }, written({ "sign", "--protocol", protocol }, letter));
+    EXPECT_EQ(written({ "verify" }, edited), "trustedSignature\n") << protocol;
+    EXPECT_EQ(describe(*message_of(edited)).substr(0, 33), "multipart/signed[text/plain(28) a") << protocol;
   }
 }
 
@@ -114,8 +126,7 @@ TEST_F(Security, TellsWhatAMessageIsWorth) {
       { "signed", signed_letter, "trustedSignature", 0 },
       { "signed, tampered", replaced(signed_letter, "secret", "Secret"), "badSignature", 1 },
       { "encrypted", encrypted_letter, "decrypted", 1 }, { "encrypted, cut off", cut_off(encrypted_letter), "decryptFailed", 1 },
-      { "both", both, "trustedSignature", 0 }, { "nothing", letter, "none", 1 },
-      { "no message", "", "none", 1 },
+      { "both", both, "trustedSignature", 0 }, { "nothing", letter, "none", 1 }, { "no message", "", "none", 1 },
     };
     for (auto const& row : rows) {
       auto const outcome = kelmime({ "verify" }, row.message);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <helpers/describe.h>
+#include <helpers/repeated.h>
 
 #include "program.h"
 
@@ -50,12 +51,7 @@ private:
 
 TEST(Compose, MakesWhatIsNeeded) {
   drafts_t const drafts;
-  struct {
-    char const* name;
-    words_t arguments;
-    std::string tree;
-    std::string text;  // of the first leaf
-  } const rows[] = {
+  struct { char const* name; words_t arguments; std::string tree, text; } const rows[] = {  // text: of the first leaf
     { "nothing", {}, "text/plain(0)", "" }, { "text", { "--text", "@plain.txt" }, "text/plain(17)", "Hello,\n\nfrom Ann\n" },
     { "CR LF", { "--text", "@crlf.txt" }, "text/plain(5)", "a\nbc\n" },
     { "UTF-8", { "--text", "@utf8.txt" }, "text/plain(8)", "Gr\u00FC\u00DFe\n" },
@@ -186,6 +182,7 @@ TEST(Edit, WritesNothingWhereItCannotDrop) {
     { "the only part", { "--drop-part", "1" }, "\nx", 1, "nothing of the message would be left" },
     { "all parts", { "--drop-part", "1", "--drop-part", "2.1", "--drop-part", "2.2", "--drop-part", "3", "--drop-part", "4" }, nested, 1, "nothing of the message would be left" },
     { "inside a seal of three parts", { "--drop-part", "1.1" }, sealed, 1, "cannot be put together again" },
+    { "out of more parts than are read", { "--drop-part", "1" }, "Content-Type: multipart/mixed; boundary=a\n\n" + kel::repeated("\n--a\n\nx", 10'010) + "\n--a--\n", 1, "too many parts" },
     { "header of such a seal", { "--set", "Subject: x" }, sealed, 1, "cannot be put together again" },
     { "two files", { file, file }, "", 2, "" }, { "two files behind dashes", { "--", file, file }, "", 2, "one of several messages" },
     { "two messages in a file", { mbox }, "", 2, "one of several messages" },
