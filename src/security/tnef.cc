@@ -12,7 +12,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
@@ -34,7 +33,6 @@
 #include <header/parameters.h>
 #include <kelmime/bytes.h>
 #include <kelmime/charset.h>
-#include <kelmime/limits.h>
 #include <kelmime/openpgp.h>
 #include <kelmime/unset.h>
 #include <security/shell_text.h>
@@ -47,7 +45,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t most_files = 1000;
 constexpr std::size_t longest_name = 255;
-constexpr std::chrono::minutes patience(1);  // for each run
 
 struct extracted_file_t {
   std::string name;
@@ -274,31 +271,17 @@ std::string note_on(std::size_t count) {
          "future.";
 }
 
-std::vector<char> written(body_part_t& draft) {
-  std::vector<char> entity;
-  draft.generate_rfc822_body_with_headers(std::back_inserter(entity));
-  return entity;
-}
-
-// Each attachment is written alone, since a draft looks at all of its parts whenever one is filled. What has no holder would
-// become a message, with a date.
+// Written as a part of something: what has no holder would become a message, with a date.
 std::vector<char> entity_of(std::vector<extracted_file_t> const& files) {
   std::string const note = note_on(files.size());
   body_part_t holder;
-  body_part_t& text = holder.push_body_part();
-  text.set_body("text", "plain", unset_string, note.data(), note.data() + note.size(), /*flow*/ false);
-  std::vector<char> entity = written(text);
-  if (files.empty())
-    return entity;
   body_part_t& content = holder.push_body_part();
-  content.set_body("multipart", "mixed", unset_string, nullptr, nullptr, /*flow*/ false);
-  content.add_body_part(entity);
-  for (auto const& [name, bytes] : files) {
-    body_part_t file_holder;
-    entity = written(file_holder.push_body_part().add_attachment(bytes, name, "application/octet-stream"));
-    content.add_body_part(entity);
-  }
-  return written(content);
+  content.set_body("text", "plain", unset_string, note.data(), note.data() + note.size(), /*flow*/ false);
+  for (auto const& [name, bytes] : files)
+    content.add_attachment(bytes, name, "application/octet-stream");
+  std::vector<char> entity;
+  content.generate_rfc822_body_with_headers(std::back_inserter(entity));
+  return entity;
 }
 
 }  // namespace
@@ -323,11 +306,6 @@ void unpack_tnef(body_part_t& part, command_limits_t const& limits) {
   trace(text::format("TNEF: MIME output size: %zu\n", entity.size()));
   part.add_body_part(entity);
   trace(text::format("TNEF: %zu body parts added\n", files.size() + 1));
-}
-
-void unpack_tnef(body_part_t& part) {
-  std::size_t const size = part.decoded_body().size();
-  unpack_tnef(part, { patience, size * limits::decoded_factor + limits::decoded_allowance });
 }
 
 }  // namespace kel

@@ -20,10 +20,8 @@ inline constexpr std::size_t runs_per_tnef = 2;
 
 // Unpacks a part into a child, once: a note for the reader and, where something was extracted, the files as attachments
 // beside it. The bytes of the part stay, so that it is still written as it came. A run that fails and a file that cannot be
-// taken give warnings; what was extracted until then is there. `captured_bytes` bounds what the files hold together, too.
+// taken give warnings; what was extracted until then is there. The limits are those of each run; `captured_bytes` bounds
+// what the files hold together, too.
 void unpack_tnef(body_part_t& part, command_limits_t const& limits);
-
-// The same within bounds that fit the size of the part.
-void unpack_tnef(body_part_t& part);
 
 }  // namespace kel

@@ -87,8 +87,7 @@ protected:
     use_program("cat >/dev/null\nif [[ $* == *--list ]]; then printf '" + listing + "'; else cd \"${@: -1}\"; " + commands + "; fi\n");
   }
 
-  std::string said;
-  std::string _source;
+  std::string said, _source;
   std::shared_ptr<body_part_t> _message;
   temporary_folder_t _folder;
   leftovers_t _temporary;
@@ -146,7 +145,7 @@ TEST_F(Tnef, TellsTheReaderAndKeepsTheMessage) {
     EXPECT_EQ(describe(content), row.shape);
     EXPECT_EQ((content.is_multi_part() ? content.subpart(0) : content).decoded_body(), row.text);
     EXPECT_EQ(test::all_records(content), "");
-    unpack_tnef(_message->subpart(1));
+    unpack_tnef(_message->subpart(1), { 20s, 1 << 20 });
     EXPECT_EQ(_message->subpart(1).num_subparts(), 1u) << "once";
     EXPECT_EQ(test::written(*_message), _source);
   }
@@ -231,8 +230,7 @@ TEST_F(Tnef, RunsTheProgramAsSpelledOut) {
 
 TEST_F(Tnef, QuotesTheFolder) {
   struct { std::string name; char const* expected; char const* said; } const rows[] = {
-    { "a b\"`id`$(id)\\", "a=x", "" },
-    { "a\nb", "", "Warning: Failed running tnef decoder (no folder for its files)\n" },
+    { "a b\"`id`$(id)\\", "a=x", "" }, { "a\nb", "", "Warning: Failed running tnef decoder (no folder for its files)\n" },
   };
   for (auto const& row : rows) {
     std::string const odd = path::join(_temporary.path(), row.name);
