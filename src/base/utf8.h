@@ -20,6 +20,10 @@ inline bool is_ascii_word(char const* at) {
 // The first byte of [first, last) that is not ASCII, or `last`.
 char const* skip_ascii(char const* first, char const* last);
 
+inline bool is_ascii(std::string_view text) {
+  return skip_ascii(text.data(), text.data() + text.size()) == text.data() + text.size();
+}
+
 // Looks for the end of what is well-formed.
 class validate_t {
 public:

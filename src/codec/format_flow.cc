@@ -12,13 +12,13 @@
 #include <kelmime/format_flowed.h>
 
 #include <codec/flowed_lines.h>
+#include <codec/line_lengths.h>
 
 namespace kel {
 
 namespace {
 
-constexpr std::size_t tolerance = 6;       // columns beyond the width that a line may have before flowing is worth it
-constexpr std::size_t longest_line = 998;  // in bytes, RFC 5322, section 2.1.1
+constexpr std::size_t tolerance = 6;  // columns beyond the width that a line may have before flowing is worth it
 
 // The bytes of the first character. Bytes that are no UTF-8 count as characters of at most four.
 std::size_t character_size(std::string_view text) {
@@ -118,7 +118,7 @@ private:
 
   // Whether a line of so many bytes has no room for one more character.
   bool is_full(std::size_t bytes, std::string_view rest) const {
-    return bytes + character_size(rest) + _delsp > longest_line;
+    return bytes + character_size(rest) + _delsp > longest_mail_line;
   }
 
   bool can_end(std::string_view text, std::size_t end) const {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <kel/ascii.h>
+
 namespace kel {
 
 std::string with_crlf(std::string_view text) {
@@ -28,6 +30,14 @@ std::string with_lf(std::string_view text) {
     at = end + 2;
   }
   return result;
+}
+
+bool has_blanks_at_line_ends(std::string_view text) {
+  for (std::size_t feed = text.find('\n'); feed != text.npos; feed = text.find('\n', feed + 1)) {
+    if (feed > 0 && ascii::is_blank(text[feed - 1]))
+      return true;
+  }
+  return !text.empty() && ascii::is_blank(text.back());
 }
 
 }  // namespace kel

@@ -12,4 +12,7 @@ std::string with_crlf(std::string_view text);
 // Without the CR before an LF; any other one stays.
 std::string with_lf(std::string_view text);
 
+// Whether a line of a text with bare line feeds ends in a space or tab, which transports may drop.
+bool has_blanks_at_line_ends(std::string_view text);
+
 }  // namespace kel

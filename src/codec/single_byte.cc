@@ -76,8 +76,7 @@ public:
   }
 
   bool is_certain_to_convert(std::string_view text) const override {
-    return _table.is_fully_mapped ||
-           (_table.has_ascii && utf8::skip_ascii(text.data(), text.data() + text.size()) == text.data() + text.size());
+    return _table.is_fully_mapped || (_table.has_ascii && utf8::is_ascii(text));
   }
 
 private:

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include <base/fatal.h>
+#include <codec/line_lengths.h>
 #include <header/encoded_words.h>
 #include <header/written_addresses.h>
 #include <header/written_parameters.h>
@@ -46,18 +47,17 @@ bool is_dot_atom(std::string_view text) {
 }
 
 constexpr std::size_t soft_limit = 78;
-constexpr std::size_t hard_limit = 998;
 
 std::string folded(std::string const& line) {
   std::string text;
-  header_parser::wrap(line.begin(), line.end(), std::back_inserter(text), soft_limit, hard_limit);
+  header_parser::wrap(line.begin(), line.end(), std::back_inserter(text), soft_limit, longest_mail_line);
   return text;
 }
 
 bool holds_too_long_line(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
     std::size_t const end = std::min(text.find('\n', at), text.size());
-    if (end - at > hard_limit)
+    if (end - at > longest_mail_line)
       return true;
     at = end + 1;
   }
