@@ -53,7 +53,7 @@ public:
     _app.footer(
         "INPUT is a message file, \"-\" for standard input (the default when it is no terminal), a Maildir folder or "
         "an\n"
-        "mbox file. Lines may end in LF or CR LF.\n\n"
+        "mbox file; edit, reencode, sign and encrypt take one message. Lines may end in LF or CR LF.\n\n"
         "Exit status: 0 done; 1 no value, deviations found, not verified, not decrypted, or a change that cannot be\n"
         "made; 2 wrong usage; 3 an input could not be read or an output not written; 4 an external program is\n"
         "missing, or could not sign or encrypt. Of several messages the highest counts.\n\n"
@@ -181,9 +181,11 @@ private:
   void add_edit() {
     CLI::App& verb = add_writing_verb(
         "edit", edit,
-        "Write a message with other headers, or without some of its parts. Bodies stay as they are, and\n"
-        "so do the other headers, though they may be folded anew; lines that are no headers go. What was\n"
-        "signed and loses a part is signed anew by the sender, which is that of From.\n"
+        "Write a message with other headers, or without some of its parts. The bodies of the parts that\n"
+        "stay do not change. Multiparts around a change are put together anew: what stood behind their\n"
+        "last part goes. All headers of a changed part are folded and encoded anew, the usual ones first,\n"
+        "then the others by name, Received too; lines that are no headers go. What was signed and loses a\n"
+        "part is signed anew by the sender, which is that of From.\n"
         "Nothing is written, and the status is 1, for a part that does not exist or cannot be dropped;\n"
         "it is 4 when signing fails",
         "kelmime edit --set 'Subject: Minutes' --remove Received --drop-part 2 message.eml > edited.eml");
