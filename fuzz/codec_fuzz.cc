@@ -1,4 +1,5 @@
 // Bytes to bytes: transfer encodings, charsets, flowed text. The first byte chooses the charset.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
@@ -6,6 +7,7 @@
 #include <string_view>
 
 #include <base/utf8.h>
+#include <kelmime/bytes.h>
 #include <kelmime/charset.h>
 #include <kelmime/decoding.h>
 #include <kelmime/encoding.h>
@@ -57,6 +59,33 @@ void encode_and_decode(std::string_view body) {
   }
 }
 
+// As the standard has it (POSIX): lines of up to 45 bytes, each with its length in front.
+std::string uuencoded(std::string_view bytes) {
+  auto const digit = [](unsigned six_bits) { return static_cast<char>(' ' + (six_bits & 63)); };
+  std::string text = "begin 644 data\n";
+  for (; !bytes.empty(); bytes.remove_prefix(std::min<std::size_t>(bytes.size(), 45))) {
+    std::size_t const count = std::min<std::size_t>(bytes.size(), 45);
+    text += digit(static_cast<unsigned>(count));
+    for (std::size_t at = 0; at < count; at += 3) {
+      unsigned group = 0;
+      for (std::size_t i = at; i < at + 3; ++i)
+        group = group << 8 | (i < count ? kel::byte_value(bytes[i]) : 0);
+      text += { digit(group >> 18), digit(group >> 12), digit(group >> 6), digit(group) };
+    }
+    text += '\n';
+  }
+  return text + " \nend\n";
+}
+
+// The length of the last line is not trusted: what fills it up comes along.
+void uuencode_and_decode(std::string_view body) {
+  std::string const encoded = uuencoded(body);
+  std::string decoded;
+  kel::decode_uuencoded_text(encoded.begin(), encoded.end(), std::back_inserter(decoded));
+  if (!std::string_view(decoded).starts_with(body) || decoded.size() > body.size() + 2)
+    std::abort();
+}
+
 // Whatever the bytes and the charset are, the text is valid UTF-8.
 void convert_to_valid_utf8(std::string_view body, std::string charset, kel::mime_errors_handler_t& errors) {
   std::string text;
@@ -80,5 +109,6 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   kel::guess_charset(body.begin(), body.end());
   decode_everything(body, errors);
   encode_and_decode(body);
+  uuencode_and_decode(body);
   return 0;
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <kelmime/body.h>
+#include <kelmime/disposition.h>
 
 namespace {
 
@@ -16,6 +17,9 @@ void ask(kel::body_part_t& part) {
   part.get_filename();
   part.get_suggested_filename();
   part.get_preferred_subpart();
+  std::string const disposition = kel::get_disposition(part);
+  if (disposition != "inline" && disposition != "attachment")
+    __builtin_trap();
   for (kel::body_part_t& child : part.subparts())
     ask(child);
 }
