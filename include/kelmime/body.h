@@ -543,6 +543,7 @@ private:
   body_part_t& adopt(body_part_t& child);
   void change_subparts();
   void store_deleted(body_part_t& child);
+  void delete_subpart(std::list<body_part_t>::iterator child);
   std::shared_ptr<std::vector<char>> body_for_another_part();
 
   struct writing_t;

@@ -5,14 +5,17 @@
 // theirs, since writing asks the whole subtree before it copies any.
 #include <kelmime/body.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include <kel/preferences.h>
 #include <base/fatal.h>
 #include <message/protected_content.h>
+#include <message/transfer_encodings.h>
 
 namespace kel {
 
@@ -23,10 +26,6 @@ constexpr std::array content_headers = { "content-type", "content-transfer-encod
 
 bool has_attachments(std::string_view mime_type) {
   return mime_type == "multipart/mixed" || mime_type == "multipart/related";
-}
-
-bool is_undone(std::string_view transfer_encoding) {
-  return transfer_encoding != "7bit" && transfer_encoding != "8bit" && transfer_encoding != "binary";
 }
 
 }  // namespace
@@ -93,7 +92,10 @@ void body_part_t::delete_subpart_with_index(std::size_t index) {
   change_subparts();
   if (index >= _subparts.size())
     stop("index >= subparts.size(): %zu >= %zu\n", index, _subparts.size());
-  auto const child = std::next(_subparts.begin(), static_cast<std::ptrdiff_t>(index));
+  delete_subpart(std::next(_subparts.begin(), static_cast<std::ptrdiff_t>(index)));
+}
+
+void body_part_t::delete_subpart(std::list<body_part_t>::iterator child) {
   if (child->has_id())
     store_deleted(*child);
   _subparts.erase(child);
@@ -105,15 +107,12 @@ void body_part_t::delete_subpart_with_index(std::size_t index) {
 }
 
 void body_part_t::delete_subpart_with_id(int id) {
-  std::size_t index = 0;
-  for (body_part_t const& child : subparts()) {
-    if (child.get_id() == id) {
-      delete_subpart_with_index(index);
-      return;
-    }
-    ++index;
-  }
-  fatal("Unable to locate subpart (%d) among %zu subparts.\n", id, _subparts.size());
+  auto const has_this_id = [id](body_part_t const& child) { return child.get_id() == id; };
+  auto const child = std::find_if(subparts().begin(), subparts().end(), has_this_id);
+  if (child == _subparts.end())
+    fatal("Unable to locate subpart (%d) among %zu subparts.\n", id, _subparts.size());
+  change_subparts();
+  delete_subpart(child);
 }
 
 // Goes by the part itself: a list's footer beside a signed part makes an ordinary multipart, whose attachments are its own.
@@ -154,7 +153,7 @@ void body_part_t::strip_subpart_with_id(int) {}
 // depends on the place of the part, so a container that states one is put together without.
 std::shared_ptr<std::vector<char>> body_part_t::body_for_another_part() {
   bool const is_container = (is_multi_part() || is_message()) && has_subparts(/*decode*/ has_body());
-  if (is_container && is_undone(transfer_encoding()))
+  if (is_container && changes_bytes(transfer_encoding()))
     content_changed();
   auto bytes = std::make_shared<std::vector<char>>();
   if (is_untouched())
@@ -165,13 +164,17 @@ std::shared_ptr<std::vector<char>> body_part_t::body_for_another_part() {
 }
 
 // The other part may be destroyed on the way, so all of it is taken out first: the body, then the headers, which writing
-// the body may have made fit. A name that stands several times ends up with its last value; that is wanted.
+// the body may have made fit. Open layers move as they are, since bytes would close them. A name that stands several times ends up with its last
+// value; that is wanted.
 void body_part_t::replace_with_body_part(body_part_t& other) {
   if (preferences::boolean("PwDebugDecodeBug")) {
     std::fputs("replace_with_body_part:\n", stderr);
     other.dump(/*decode*/ true, 0);
   }
-  auto body = other.body_for_another_part();
+  std::optional<body_part_t> open_layers;
+  if (other.holds_open_layer())
+    open_layers = other;
+  auto body = open_layers ? nullptr : other.body_for_another_part();
   headers_t headers = other._headers;
   bool const keeps_outcome = other.is_untouched() && other._subparts.empty();  // such as that of a clear-signed text
   if (!keeps_outcome)
@@ -194,7 +197,14 @@ void body_part_t::replace_with_body_part(body_part_t& other) {
   _description.clear();
   _canonicalized_text = unset_string;
   _guessed_charset = charset;
+  if (open_layers) {
+    _subparts.clear();
+    open_layers->move_body_to(*this);
+    adopt_subparts();
+    return;
+  }
   take_body(std::move(body));
+  // A guard against a mistake of ours: a body that was taken has an address, even an empty one.
   if (!_body_begin || !_raw_end) {
     fatal("No temporary body available\n%p,%p,%p\n", static_cast<void const*>(_raw_begin),
           static_cast<void const*>(_body_begin), static_cast<void const*>(_raw_end));

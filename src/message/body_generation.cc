@@ -23,6 +23,8 @@
 #include <kel/regexp.h>
 #include <kel/uuid.h>
 #include <base/fatal.h>
+#include <base/utf8.h>
+#include <codec/line_lengths.h>
 #include <header/parameters.h>
 #include <kelmime/encoding.h>
 #include <kelmime/format_flowed.h>
@@ -34,12 +36,11 @@
 #include <message/multipart.h>
 #include <message/protected_content.h>
 #include <message/quoted_printable_body.h>
+#include <message/transfer_encodings.h>
 
 namespace kel {
 
 namespace {
-
-constexpr std::size_t flowed_width = 72;
 
 constexpr std::array<std::string_view, 16> first_headers = {
   "from",
@@ -352,8 +353,7 @@ bool body_part_t::can_name_boundary() {
 
 // Containers are never encoded. One that says so, and was read without undoing it, may go on saying so.
 void body_part_t::prepare_container_headers(std::string const& encoding) {
-  bool const is_stated = encoding == "quoted-printable" || encoding == "base64" || encoding == "x-uuencode";
-  if (is_stated && !_is_split)
+  if (changes_bytes(encoding) && !_is_split)
     store_header("content-transfer-encoding", wanted_container_encoding());
   if (is_multi_part() && !is_usable_boundary(get_header("content-type.parameter.split.boundary", "")))
     renew_boundary();
@@ -366,7 +366,7 @@ void body_part_t::prepare_leaf_headers(std::string const& encoding) {
   if (!_holds_utf8_text || !is_text())
     return;
   std::string_view const text = decoded_view();
-  bool const is_ascii = std::none_of(text.begin(), text.end(), is_high);
+  bool const is_ascii = utf8::is_ascii(text);
   std::string const charset = get_header_lowercased("content-type.parameter.split.charset", "us-ascii");
   if (charset != "utf-8" && !(is_ascii && charset == "us-ascii")) {
     std::string const content_type = get_header("content-type", "text/plain");

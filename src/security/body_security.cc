@@ -14,14 +14,14 @@
 #include <kel/preferences.h>
 #include <kelmime/reencode.h>
 #include <base/fatal.h>
+#include <codec/line_ends.h>
+#include <codec/line_lengths.h>
 #include <message/protected_content.h>
 #include <security/part_ids.h>
 
 namespace kel {
 
 namespace {
-
-constexpr std::size_t longest_line = 998;  // that every transport takes (RFC 5322, section 2.1.1), and GnuPG too
 
 constexpr char const* text_caches[] = { "#unquoted", "#quoted", "#unquoted#lc", "#quoted#lc" };
 
@@ -47,16 +47,8 @@ std::string announced_digest(std::string const& protocol) {
   return protocol == "S/MIME" ? "sha1" : "pgp-" + preferences::string("PwOpenPGPHashFunction", "sha256");
 }
 
-bool has_blanks_at_line_ends(std::string_view text) {
-  for (std::size_t feed = text.find('\n'); feed != text.npos; feed = text.find('\n', feed + 1)) {
-    if (feed > 0 && (text[feed - 1] == ' ' || text[feed - 1] == '\t'))
-      return true;
-  }
-  return text.ends_with(' ') || text.ends_with('\t');
-}
-
 bool is_safe(std::string_view body, bool for_signature) {
-  return max_line_length(body.data(), body.data() + body.size()) <= longest_line &&
+  return max_line_length(body.data(), body.data() + body.size()) <= longest_mail_line &&
          !(for_signature && has_blanks_at_line_ends(body));
 }
 

@@ -93,8 +93,7 @@ TEST(Editing, FindsAttachments) {
     { "a footer beside a signed part", multipart("mixed", { signed_files, text }), nullptr, "", 1 },
     { "decrypted", encrypted, "1", "1.0", 2 }, { "not decrypted", encrypted, nullptr, nullptr, 0 },
     { "encrypted, a part too many", multipart("encrypted", { control, data, png }), "1", nullptr, 0 },
-    { "S/MIME", leaf("application/pkcs7-mime", "data"), "", "0", 2 },
-    { "S/MIME of old", leaf("application/X-PKCS7-MIME", "data"), "", "0", 2 },
+    { "S/MIME", leaf("application/pkcs7-mime", "data"), "", "0", 2 }, { "S/MIME of old", leaf("application/X-PKCS7-MIME", "data"), "", "0", 2 },
     { "S/MIME, not decrypted", leaf("application/pkcs7-mime", "data"), nullptr, nullptr, 0 },
     { "encrypted inside signed", multipart("signed", { encrypted, signature }), "0.1", "0.1.0", 2 },
   };
@@ -141,12 +140,10 @@ TEST(Editing, DeletesAttachments) {
   struct { char const* name; std::string message; char const* opened; int id; char const* expected; } const rows[] = {
     { "mixed", two_files, nullptr, 3, "multipart/mixed[text/plain(4) application/pdf(3)]" },
     { "signed", signed_files, nullptr, 4, "multipart/signed[multipart/mixed[text/plain(4) application/pdf(3)] application/pgp-signature(3)]" },
-    { "signed, the last one", multipart("signed", { multipart("mixed", { text, png }), signature }), nullptr, 4,
-      "multipart/signed[text/plain(4) application/pgp-signature(3)]" },
+    { "signed, the last one", multipart("signed", { multipart("mixed", { text, png }), signature }), nullptr, 4, "multipart/signed[text/plain(4) application/pgp-signature(3)]" },
     { "a footer beside a signed part", multipart("mixed", { multipart("signed", { text, signature }), text, png }), nullptr, 5,
       "multipart/mixed[multipart/signed[text/plain(4) application/pgp-signature(3)] image/png(5)]" },
-    { "decrypted", encrypted, "1", 6,
-      "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[multipart/mixed[text/plain(4) application/pdf(3)]]]" },
+    { "decrypted", encrypted, "1", 6, "multipart/encrypted[application/pgp-encrypted(11) application/octet-stream[multipart/mixed[text/plain(4) application/pdf(3)]]]" },
     { "S/MIME", leaf("application/x-pkcs7-mime", "data"), "", 5, "application/x-pkcs7-mime[multipart/mixed[text/plain(4) image/png(5)]]" },
   };
   for (auto const& row : rows) {
@@ -169,9 +166,8 @@ TEST(Editing, AbortsOnMisuse) {
   EXPECT_DEATH(message->deleted_subpart_with_id(2), "Fatal: Cannot find deleted body part \\(2\\)\\.\n");
   EXPECT_DEATH(message->expunge_subpart_with_id(2), "Fatal: Cannot remove undeleted body part \\(2\\)\\.\n");
   char const no_attachments[] = "Fatal: Trying to delete attachment in message with no attachments\n";
-  for (std::string const& bytes : { multipart("alternative", { text, two_files }), encrypted, text,
-                                    multipart("encrypted", { control }), leaf("application/pkcs7-mime", "data"),
-                                    leaf("multipart/signed", "") })
+  for (std::string const& bytes : { multipart("alternative", { text, two_files }), encrypted, text, multipart("encrypted", { control }),
+                                    leaf("application/pkcs7-mime", "data"), leaf("multipart/signed", "") })
     EXPECT_DEATH(message_of(bytes)->delete_attachment_with_id(2), no_attachments) << bytes;
   EXPECT_DEATH(message_of(text)->attachment_at_index(0), "Fatal: Requesting attachment in message with no available attachments\\.\n");
   EXPECT_DEATH(message->attachment_at_index(2), "Fatal: Requesting attachment with index 2 in message with 2 attachments\\.\n");
@@ -192,8 +188,8 @@ TEST(Editing, KeepsDeletedParts) {
   EXPECT_EQ(outline(*message), "application/pdf(pdf)");
   EXPECT_EQ(message->deleted_subpart_with_id(2).decoded_body(), "pdf") << "the part that the message collapsed into";
   body_part_t first = message->deleted_subpart_with_id(0), second = message->deleted_subpart_with_id(1);
-  EXPECT_EQ(message->deleted_subpart_with_id(0).subpart(0).parent(), &message->deleted_subpart_with_id(0));
-  EXPECT_EQ(message->deleted_subpart_with_id(0).parent(), nullptr);
+  body_part_t& deleted = message->deleted_subpart_with_id(0);
+  EXPECT_TRUE(!deleted.parent() && deleted.subpart(0).parent() == &deleted);
   message->expunge_subpart_with_id(1);
   EXPECT_FALSE(message->has_deleted_subpart_with_id(1));
   message.reset();
@@ -213,8 +209,7 @@ TEST(Editing, ReplacesPartsByWhatTheyHold) {
     { "flowed", leaf("text/plain; format=flowed", "a \nb\n"), "text/plain(a b\n)" },
     { "no content", leaf("text/plain", ""), "text/plain()" }, { "bytes", leaf("image/png", "a\r\nb"), "image/png(a\r\nb)" },
     { "encoded multipart", encoded, "multipart/mixed[text/plain(in base64) ]" },
-    { "encoded message", leaf("message/rfc822", "Subject: =3D\n\nbody=3D\n", "Content-Transfer-Encoding: quoted-printable\n"),
-      "message/rfc822[text/plain(body=\n) ]" },
+    { "encoded message", leaf("message/rfc822", "Subject: =3D\n\nbody=3D\n", "Content-Transfer-Encoding: quoted-printable\n"), "message/rfc822[text/plain(body=\n) ]" },
     { "a report", leaf("message/delivery-status", "Action: failed\n"), "message/delivery-status(Action: failed\n)" },
   };
   for (auto const& row : rows) {
@@ -225,8 +220,7 @@ TEST(Editing, ReplacesPartsByWhatTheyHold) {
       message->delete_subpart_with_index(1);
       EXPECT_EQ(outline(*message), row.expected) << row.name << is_changed;
       EXPECT_EQ(outline(*read_again(*message)), row.expected) << row.name << is_changed << written(*message);
-      EXPECT_FALSE(message->exists_header("content-disposition")) << row.name;
-      EXPECT_EQ(message->get_header("subject", ""), "s") << row.name;
+      EXPECT_TRUE(!message->exists_header("content-disposition") && message->get_header("subject", "") == "s") << row.name;
       EXPECT_NE(message->get_description(), "the whole") << row.name;
       std::set<std::string> names;
       message->get_updated_headers(names);
@@ -243,8 +237,7 @@ TEST(Editing, TakesTheContentOfAnyPart) {
   auto const message = numbered(multipart("mixed", { multipart("mixed", { text, pdf }), pdf }));
   message->subpart(0).replace_with_body_part(*stated);
   EXPECT_EQ(describe(*message), "multipart/mixed[multipart/mixed[text/plain(4) image/png(5)] application/pdf(3)]");
-  EXPECT_EQ(message->subpart(0).headers().count("x-a"), 1u);
-  EXPECT_EQ(message->subpart(0).get_header("x-a", ""), "2");
+  EXPECT_TRUE(message->subpart(0).headers().count("x-a") == 1 && message->subpart(0).get_header("x-a", "") == "2");
   EXPECT_TRUE(message->subpart(0).has_deleted_subpart_with_id(3) && !message->subpart(0).has_deleted_subpart_with_id(4));
   EXPECT_EQ(message->subpart(0).get_id(), 2);
   EXPECT_EQ(describe(*read_again(*message)), describe(*message));
@@ -275,8 +268,7 @@ TEST(Editing, ReplacesPartsWithText) {
   EXPECT_TRUE(message->has_deleted_subpart_with_id(2) && message->has_deleted_subpart_with_id(6));
   EXPECT_EQ(describe(message->deleted_subpart_with_id(2)), two_files_described);
   auto const again = read_again(*message);
-  EXPECT_EQ(outline(*again), outline(*message));
-  EXPECT_EQ(again->get_header("subject", ""), "s");
+  EXPECT_TRUE(outline(*again) == outline(*message) && again->get_header("subject", "") == "s") << written(*message);
 }
 
 TEST(Editing, InsertsParts) {
@@ -284,12 +276,10 @@ TEST(Editing, InsertsParts) {
   body_part_t& container = message->subpart(0);
   std::string const content = "words " + std::string(200, 'x') + "\n";
   body_part_t& child = container.insert_subpart(1, "text", "plain", "name=x", content.data(), content.data() + content.size(), true);
-  EXPECT_EQ(child.parent(), &container);
+  EXPECT_TRUE(child.parent() == &container && child.get_filename() == "x");
   EXPECT_FALSE(child.is_format_flowed()) << "it is going to be signed too";
-  EXPECT_EQ(child.get_filename(), "x");
   container.insert_subpart(4, "text", "plain", unset_string, content.data(), content.data() + 1, false);
-  std::string const expected = "multipart/signed[multipart/mixed[text/plain(4) text/plain(207) image/png(5) application/pdf(3) "
-                               "text/plain(1)] application/pgp-signature(3)]";
+  std::string const expected = "multipart/signed[multipart/mixed[text/plain(4) text/plain(207) image/png(5) application/pdf(3) text/plain(1)] application/pgp-signature(3)]";
   EXPECT_EQ(describe(*message), expected);
   EXPECT_TRUE(container.raw_data().empty() && container.has_changed());
   EXPECT_FALSE(message->raw_data().empty()) << "writing looks below";
@@ -323,8 +313,7 @@ TEST(Editing, CopiesOutliveTheirOriginals) {
   message.reset();
   copy.detach();
   body_part_t& deleted = copy.deleted_subpart_with_id(2);
-  EXPECT_EQ(deleted.parent(), nullptr);
-  EXPECT_EQ(deleted.subpart(1).parent(), &deleted);
+  EXPECT_TRUE(!deleted.parent() && deleted.subpart(1).parent() == &deleted);
   EXPECT_EQ(deleted.subpart(0).get_guessed_charset(), "");
 }
 
@@ -385,8 +374,7 @@ TEST(Editing, TellsWhatChanged) {
   std::vector<body_part_t*> found;
   message->filter_body_parts(found, [](body_part_t& part) { return part.has_id(); });
   message->filter_body_parts(found, [](body_part_t& part) { return part.mime_type() == "image/png"; });
-  EXPECT_EQ(found, (std::vector<body_part_t*>{ message.get(), &message->subpart(0), &message->subpart(1), &message->subpart(2),
-                                               &message->subpart(1) }));
+  EXPECT_EQ(found, (std::vector<body_part_t*>{ message.get(), &message->subpart(0), &message->subpart(1), &message->subpart(2), &message->subpart(1) }));
 }
 
 // --- Law: any part of any multipart can be deleted, and what is left is written and read again ------------------------
