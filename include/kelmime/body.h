@@ -337,13 +337,7 @@ public:
   // Appends an empty child that stands for the preamble of a multipart, once.
   void insert_mime_preamble_body_part();
 
-  // --- Content: filling a draft -------------------------------------------------------------- body_content.cc
-  //
-  //    kel::body_part_t draft;
-  //    draft.set_header("from", "Ann Example <ann@example.org>");
-  //    draft.set_text_body("Hello,\n\nsee the plan.\n", kel::unset_string, kel::unset_string, /*is_signed*/ false);
-  //    draft.add_attachment(bytes, "plan.pdf", "application/pdf");
-  //    draft.generate_rfc822(std::back_inserter(message));
+  // --- Content: the body of one part ------------------------------------------------------ body_content.cc
 
   // Sets the content of this one part: bytes as they are, for text in UTF-8, for a multipart the preamble, for
   // message/rfc822 the message. Type and subtype are lower-case; in other letters they are taken for unknown ones, so
@@ -353,6 +347,14 @@ public:
   // message: it gets MIME-Version, Date, Message-ID and X-Mailer.
   void set_body(std::string const& type, std::string const& subtype, std::string const& parameters, char const* first,
                 char const* last, bool flow);
+
+  // --- Composing: filling a draft ------------------------------------------------------- body_composing.cc
+  //
+  //    kel::body_part_t draft;
+  //    draft.set_header("from", "Ann Example <ann@example.org>");
+  //    draft.set_text_body("Hello,\n\nsee the plan.\n", kel::unset_string, kel::unset_string, /*is_signed*/ false);
+  //    draft.add_attachment(bytes, "plan.pdf", "application/pdf");
+  //    draft.generate_rfc822(std::back_inserter(message));
 
   // Sets the text of a message, as `set_body` does. `markup` names the language that it is written in, such as "markdown";
   // `html` is the same text as HTML and makes the part a multipart/alternative; both may be `unset_string`. Without `html`,
@@ -578,20 +580,29 @@ private:
                      std::string& encoding);
   bool is_child_of(std::initializer_list<std::string_view> mime_types);
   void unfold_content();
-  void finish_content();
+  void finish_content(bool is_new);
   void set_plain_text(std::string const& text, std::string const& markup, bool is_signed);
   body_part_t& content_part();
+  bool may_begin_with_content();
+  body_part_t& insert_text_in_front();
   body_part_t& insert_text_part();
-  body_part_t* find_text(std::string const& subtype);
-  body_part_t* find_related_group();
-  bool is_content();
+  struct found_html_t {
+    body_part_t* html = nullptr;
+    body_part_t* group = nullptr;
+  };
+  body_part_t* find_text(std::initializer_list<std::string_view> mime_types);
+  bool has_html();
+  found_html_t find_html(body_part_t* group);
   bool has_text();
   body_part_t& inside_protection();
   bool holds_8bit() const;
   void take_attachments(std::list<body_part_t>& attachments);
   void replace_content_by_text(std::string const& text, std::string const& markup, bool is_signed);
   body_part_t& attachment_container();
-  void attach_related(body_part_t& content, std::string const& name, std::string_view bytes);
+  bool is_html_group();
+  body_part_t* group_of_html();
+  void attach_related(std::string const& name, std::string_view bytes);
+  body_part_t* child_with_content_id(std::string const& id);
   void wrap_content(std::string const& subtype, std::string const& parameters);
   void move_content_to(body_part_t& inner);
 
@@ -653,8 +664,13 @@ private:
   std::map<int, body_part_t> _deleted_subparts;
   bool _has_changed = false;
 
-  // Written by composing (body_content.cc) and writing (body_generation.cc).
+  // Written by composing (body_composing.cc) and writing (body_generation.cc).
+  struct known_ids_t {
+    std::set<std::string> ids;  // the Content-IDs of the children, as long as there are this many
+    std::size_t num_subparts = 0;
+  };
   std::map<std::string, std::string> _related_parts;
+  known_ids_t _known_ids;
   bool _has_preamble_part = false;
 
   // Written by security (body_security.cc).
