@@ -97,8 +97,7 @@ TEST(Content, MakesMessages) {
   EXPECT_EQ(draft.get_header("content-type", ""), "multipart/mixed; boundary=\"" + boundary + "\"");
   EXPECT_TRUE(boundary.starts_with("=_Postwick_") && boundary.ends_with("_=") && boundary.size() == 11 + 36 + 2) << boundary;
   EXPECT_EQ(draft.get_header("#mime-preamble", ""), "For old readers.\n");
-  EXPECT_EQ(draft.get_header("mime-version", ""), "1.0");
-  EXPECT_TRUE(draft.exists_header("date") && draft.exists_header("message-id") && !draft.exists_header("x-mailer"));
+  EXPECT_TRUE(draft.get_header("mime-version", "") == "1.0" && draft.exists_header("date") && draft.exists_header("message-id") && !draft.exists_header("x-mailer"));
   set_application_version("2.1", "77");
   set_body(draft, "text", "plain", "a", false);
   set_application_version("", "");
@@ -107,8 +106,7 @@ TEST(Content, MakesMessages) {
   draft.push_body_part();
   set_body(draft, "message", "rfc822", "Subject: in\n\nbody", false);
   EXPECT_EQ(describe(draft), "message/rfc822[text/plain(4)]") << "what was there is gone";
-  EXPECT_EQ(draft.subpart(0).get_header("subject", ""), "in");
-  EXPECT_EQ(draft.subpart(0).parent(), &draft);
+  EXPECT_TRUE(draft.subpart(0).get_header("subject", "") == "in" && draft.subpart(0).parent() == &draft);
   EXPECT_EQ(describe(*read_again(draft)), "message/rfc822[text/plain(4)]");
 }
 
@@ -145,8 +143,7 @@ TEST(Content, ComposesTheShapesOfADraft) {
     auto const message = read_again(draft);
     EXPECT_EQ(describe(*message), row.shape) << row.name;
     for (body_part_t* const part : { message.get(), &draft })
-      EXPECT_EQ(part->text_body(false), row.text) << row.name;
-    EXPECT_EQ(message->num_errors(), 0u) << row.name;
+      EXPECT_TRUE(part->text_body(false) == row.text && part->num_errors() == 0) << row.name << part->text_body(false);
     EXPECT_TRUE(message->get_header("date", "").starts_with("Fri, 1 Jan 2100") && message->exists_header("message-id")) << row.name;
     // A saved draft is opened and changed on.
     message->set_text_body("new", unset_string, "<i>new", false);
@@ -233,6 +230,10 @@ TEST(Content, KeepsRelatedPartsApart) {
   for (char const* const name : { "a b.png", "new", "a_b.png", "new" })
     again->add_related_part(name, name);
   EXPECT_EQ(again->num_subparts(), 7u) << "only one of them is new";
+  auto const message = message_of(multipart("alternative", { "\ntext", multipart("signed", { leaf("text/html", "<p>"), leaf("image/gif", "s") }) }));
+  for (char const* const name : { "a.png", "b.png" })
+    message->add_related_part(name, name);
+  EXPECT_EQ(describe(message->subpart(1)), "multipart/signed[multipart/related[text/html(3) image/png(5) image/png(5)] image/gif(1)]");
 }
 
 TEST(Content, DescribesAttachments) {
@@ -280,8 +281,7 @@ TEST(Content, ReadsTheTextOfMessages) {
   auto const html = message_of("Content-Type: text/html\n\n<p>");
   html->canonicalize_html();
   set_html_rendering({});
-  EXPECT_EQ(html->text_body(true), "canonical");
-  EXPECT_EQ(html->text_body(false), "<p>");
+  EXPECT_EQ(html->text_body(true) + html->text_body(false), "canonical<p>");
   EXPECT_EQ(body_part_t().text_body(true), "");
 }
 
