@@ -12,7 +12,9 @@
 #include <codec/line_ends.h>
 #include <helpers/certificates.h>
 #include <helpers/exact_copy.h>
+#include <helpers/messages.h>
 #include <helpers/surroundings.h>
+#include <helpers/threads.h>
 #include <kel/format_string.h>
 #include <kel/preferences.h>
 #include <kel/regexp.h>
@@ -77,9 +79,7 @@ std::map<std::string, std::string> usual_files() {
 }
 
 struct outcome_t {
-  std::string word;
-  std::string output;
-  std::string status;
+  std::string word, output, status;
   trust_result_t trust;
 };
 
@@ -266,7 +266,7 @@ TEST(Smime, EnvelopesOpenForEveryRecipient) {
     both = made("ann@example.org", everybody, true);
   }
   for (credentials_t const& reader : { people().ann, people().bob, people().carol, people().old_ann }) {
-    folder_t const folder({ { "identities/own.pem", reader.both() } });
+    folder_t const folder({ { reader.key == people().ann.key ? "preferred/own.pem" : "identities/own.pem", reader.both() } });
     bool const is_recipient = reader.key != people().old_ann.key;  // who has a certificate of the same address
     outcome_t const outcome = read(encrypted, "ann@example.org"), outcome_of_both = read(both, "ann@example.org");
     EXPECT_EQ(outcome.word, is_recipient ? "decrypted" : "decryptFailed") << outcome.status;
@@ -276,11 +276,6 @@ TEST(Smime, EnvelopesOpenForEveryRecipient) {
   }
   folder_t const nobodys({});
   EXPECT_EQ(read(encrypted, "ann@example.org").word, "decryptFailed");
-}
-
-TEST(Smime, APreferredCertificateMayHaveTheOnlyKey) {
-  folder_t const folder({ { "preferred/ann.pem", people().ann.both() } });
-  EXPECT_EQ(read(made("ann@example.org", { "ann@example.org" }, true), "ann@example.org").word, "trustedSignature");
 }
 
 TEST(Smime, NothingIsEncryptedThatTheSenderCannotRead) {
@@ -374,6 +369,18 @@ TEST(Smime, MessagesOfTooManyPiecesAreRefused) {
   for (int i = 0; i < 50'001; ++i)
     pieces += "\x31\x80";
   EXPECT_EQ(read(pieces, unset_string).status, "The message is made of more than is read.\n");
+}
+
+// Each thread makes and opens its own message; what is set up once, and the folder, are shared.
+TEST(Smime, MayBeUsedByManyThreads) {
+  folder_t const folder(usual_files());
+  in_threads(4, [](int) {
+    std::string status, bytes = made("ann@example.org", { "ann@example.org", "bob@example.org" }, true);
+    auto const message = message_of("From: ann@example.org\n" + leaf_in_base64("application/pkcs7-mime", bytes));
+    decrypt_and_verify_signatures(*message);
+    EXPECT_EQ(message->get_security_status(/*whole_message*/ true), "trustedSignature");
+    EXPECT_EQ(find_certificate("bob@example.org", status).value_or(certificate_t()).serial, "B2");
+  });
 }
 
 // --- The folder --------------------------------------------------------------------------------------------------
@@ -482,8 +489,7 @@ TEST(Smime, PoliciesNeedAnAddressAndThePurposeOfMail) {
   struct { std::string address; std::string_view oid; bool is_made; } const rows[] = {
     { "ann@example.org",   smime_policy_oid,    true },  { "ann@example.org",  "1.3.6.1.5.5.7.3.1", false },
     { "ann",               smime_policy_oid,    false }, { "@example.org",     smime_policy_oid,    false },
-    { "ann@",              smime_policy_oid,    false }, { "ann@example.org\n", smime_policy_oid,   false },
-    { "",                  smime_policy_oid,    false },
+    { "ann@", smime_policy_oid, false }, { "ann@example.org\n", smime_policy_oid, false }, { "", smime_policy_oid, false },
   };
   for (auto const& row : rows) {
     std::string status;
