@@ -104,7 +104,7 @@ TEST(FieldParserDeathTest, Misuse) {
   EXPECT_DEATH(field_parser_t("", 1, type_t::text, false), "^Empty regex not allowed\n");
   EXPECT_DEATH(field_parser_t("(a)", 1, type_t::no_tabs, false).add_capture_index(2, type_t::text, false),
                "^Fatal: Mismatching capture types \\(4 != 0\\)\n");
-  EXPECT_DEATH(values(field_parser_t("(a)", 1, type_t::relative_date, false), "a"), "^Fatal: ");
+  EXPECT_DEATH(values(field_parser_t("(a)", 1, type_t::relative_date, false), "a"), "^Fatal: Captures cannot have the type 2\n");
   EXPECT_DEATH(field_parsers_init::get_field_parsers_for_function("nosuch"), "^Fatal: Function named “nosuch” does not exist.\n");
 }
 
@@ -137,7 +137,7 @@ TEST(FieldRegistry, BuildsPaths) {
 
   EXPECT_EQ(registry.compact({ "h", "split", "whole" }), (field_path_t{ "h", "whole" }));
   EXPECT_EQ(registry.compact({ "h", "number" }), (field_path_t{ "h", "number" }));
-  std::pair<char const*, char const*> const forms[] = { 
+  std::pair<char const*, char const*> const forms[] = {
     { "h.whole", "h.split.whole" }, { "h#lc.whole", "h#lc.split.whole" }, { "s", "s.all" }, { "x.y", "x.y" },
   };
   for (auto const& [form, full] : forms) {
@@ -172,8 +172,7 @@ TEST(FieldRegistry, Warnings) {
       "Warning: 'alwaysImplicit' can only be used when a single capture is defined.\n"
       "Warning: Both 'alwaysImplicit' and 'canBeImplicit' defined.\n");
   EXPECT_EQ(warnings_of("a = { header = h; functions = ({ specifier = f; alwaysImplicit = YES; },"
-                        " { specifier = g; alwaysImplicit = YES; }); };"),
-            "Warning: Expansion for 'h' already exists.\n");
+                        " { specifier = g; alwaysImplicit = YES; }); };"), "Warning: Expansion for 'h' already exists.\n");
   EXPECT_NE(warnings_of("a = { header = h; functions = ({ specifier = f; parsers = (a); }); };").find("components"), std::string::npos);
 }
 

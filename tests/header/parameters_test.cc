@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 
 #include <kelmime/header_parser.h>
@@ -35,8 +36,7 @@ constexpr row_t rows[] = {
   { "/plain", "-/plain" },                                       { "\"text/html\"; charset=a", "text/html charset=a" },
   { "text/html, text/plain; charset=a", "text/html charset=a" }, { "text/html junk; charset=a", "text/html charset=a" },
   { "Attachment; filename=a", "Attachment/- filename=a" },       { "charset=a", "-/- charset=a" },
-  { "", "-/-" },                                                 { "; ;; charset=a", "-/- charset=a" },
-  { "te(xt", "te/-" },
+  { "", "-/-" }, { "; ;; charset=a", "-/- charset=a" }, { "te(xt", "te/-" },
   // Where values begin and end.
   { "a/b; CharSet = \"x\" ; y = z ;", "a/b charset=x y=z" }, { "a/b; x=us-ascii (comment; y=2)", "a/b x=us-ascii" },
   { "a/b; x=(comment) 1", "a/b x=1" },                       { "a/b; name=My file (1).txt", "a/b name=My file (1).txt" },
@@ -153,10 +153,22 @@ TEST(Parameters, FloodsAreRead) {
   EXPECT_EQ(header_parser::parse_from_header("content-type.parameter.split.boundary", many), "b");
 }
 
+// What is read stands in the value, one behind the other.
 TEST(Parameters, ShortStrings) {
   test::for_some_texts({ "a", "=", ";", "\"", "\\", "(", " ", ")", "*", "'", "/", "%" }, 2'000'000, 11, [](std::string const& text) {
-    for (char const* before : { "", "a;b=", "a;b=\"" })
-      read(before + text);
+    for (char const* before : { "", "a;b=", "a;b=\"" }) {
+      std::string const value = before + text;
+      char const* cursor = value.data();
+      std::vector<written_parameter_t> const written = written_parameters(value);
+      for (written_parameter_t const& parameter : written) {
+        ASSERT_TRUE(cursor <= parameter.text.data()) << value;
+        cursor = parameter.text.data() + parameter.text.size();
+      }
+      ASSERT_TRUE(cursor <= value.data() + value.size()) << value;
+      test::exact_copy_t const bytes(value);
+      for (parameter_t const& parameter : parse_structured_value({ bytes.begin(), bytes.end() }).parameters)
+        ASSERT_NE(std::ranges::find(written, parameter.name, &written_parameter_t::name), written.end()) << value;
+    }
   });
 }
 

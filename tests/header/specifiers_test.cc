@@ -151,6 +151,7 @@ TEST(Specifiers, DatesInShort) {
     field_path_t path = { "date", display };
     field_parsers_init::expand_implicit_field_path(path);
     EXPECT_EQ(to_s(path), "date.canonical." + display);
+    EXPECT_EQ(to_s(field_parsers_init::compact_field_path(path)), "date." + display);
   }
 }
 

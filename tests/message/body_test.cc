@@ -98,6 +98,10 @@ TEST(BodyPart, IsReadAnew) {
   part.init(second.data(), second.data() + second.size());
   EXPECT_EQ(test::describe(part), "text/plain(4)");
   EXPECT_EQ(part.get_description(), "Attachment.txt");
+  EXPECT_TRUE(part.is_format_fixed() && !message_of("Content-Type: text/plain; format=Flowed\n\n")->is_format_fixed());
+  testing::internal::CaptureStdout();
+  part.print_raw_data(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), second);
   EXPECT_EQ(part.num_errors(), 0u);
 }
 
