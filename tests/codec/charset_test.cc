@@ -179,10 +179,8 @@ TEST(Convert, SubstitutesWhatDoesNotConvert) {
 
 // The row before must not show either.
 TEST(Convert, ReadsTheByteOrderOfEachText) {
-  std::string const big_16 = "\0a\xD8\x3D\xDE\x00"s;
-  std::string const little_16 = "a\0\x3D\xD8\x00\xDE"s;
-  std::string const big_32 = "\0\0\0a\0\x01\xF6\0"s;
-  std::string const little_32 = "a\0\0\0\0\xF6\x01\0"s;
+  std::string const big_16 = "\0a\xD8\x3D\xDE\x00"s, little_16 = "a\0\x3D\xD8\x00\xDE"s;
+  std::string const big_32 = "\0\0\0a\0\x01\xF6\0"s, little_32 = "a\0\0\0\0\xF6\x01\0"s;
   for (auto const* charset : { "utf-16", "ucs-2", "unicode", "csunicode", "iso-10646-ucs-2" }) {
     for (std::string const& text : { "\xFE\xFF" + big_16, "\xFF\xFE" + little_16, big_16 })
       EXPECT_EQ(converted(text, charset).text, "a😀") << charset;
@@ -261,8 +259,7 @@ TEST(GuessCharset, FindsTheFirstName) {
     { "=?WINDOWS-874?", "windows-874" },                   { "koi8-cs", "koi8-cs" },
     { "koi8-x EUC-TW", "euc-tw" },                         { "Subject: \x1B$B", "iso-2022-jp" },
     { "iso-2022-kr \x1B$", "iso-2022-kr" },                { "utf-8, us-ascii, \x1B(", "" },
-    { std::string(2994, '\xFF') + "gb2312", "gb2312" },    { std::string(2995, ' ') + "gb2312", "" },
-    { "", "" },
+    { std::string(2994, '\xFF') + "gb2312", "gb2312" }, { std::string(2995, ' ') + "gb2312", "" }, { "", "" },
   };
   for (auto const& row : rows)
     EXPECT_EQ(on_exact_copy(row.input, [](auto... range) { return guess_charset(range...); }), row.expected) << row.input;

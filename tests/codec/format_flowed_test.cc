@@ -142,8 +142,7 @@ TEST(ShouldFormatFlow, LooksForLongLines) {
   struct { std::string text; bool expected; } const rows[] = {
     { "", false },                                { repeated("x", 70) + " xxxxxxx\na", false },
     { repeated("x", 70) + " xxxxxxxx\na", true }, { "a\n" + repeated("x", 79), true },
-    { " " + repeated("x", 76), false },           { " " + repeated("x", 77), true },
-    { ">" + repeated("x", 77), true },
+    { " " + repeated("x", 76), false }, { " " + repeated("x", 77), true }, { ">" + repeated("x", 77), true },
   };
   for (auto const& row : rows) {
     bool delsp = true;

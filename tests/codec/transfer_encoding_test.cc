@@ -72,16 +72,6 @@ TEST(QuotedPrintable, Encodes) {
     EXPECT_EQ(encoded(row.input, "quoted-printable"), row.expected) << row.name;
 }
 
-TEST(Base64, Decodes) {
-  struct { char const* name; std::string_view input; std::string_view expected; } const rows[] = {
-    { "blocks with their own padding", "QQ==QkM=", "ABC" },         { "only padding", "=\n==\n", "" },
-    { "one character before padding is dropped", "Q=QUJD", "ABC" }, { "missing padding", "QUI", "AB" },
-    { "foreign bytes", "Q U-\xFFJ\0D!"sv, "ABC" },                  { "text after the padding", "QQ==\nfooter", "A~\x8A-z" },
-  };
-  for (auto const& row : rows)
-    EXPECT_EQ(decoded(row.input, "base64"), row.expected) << row.name;
-}
-
 TEST(Base64, EncodesLinesOf76) {
   std::string const full = repeated("QUFB", 19);
   EXPECT_EQ(encoded(std::string(57, 'A'), "base64"), full);
@@ -114,7 +104,7 @@ std::string decoded_one_by_one(std::string_view input) {
 }
 
 TEST(Base64, AgreesWithTheDefinition) {
-  for_all_short_strings("A/=\n-"sv, [](std::string const& text) {
+  for_all_short_strings("A/=\n-\xFF\0"sv, [](std::string const& text) {
     for (std::string const& whole : { text, text + "QUJD" })
       EXPECT_EQ(decoded(whole, "base64"), decoded_one_by_one(whole)) << whole;
   });
@@ -167,8 +157,7 @@ TEST(Uuencode, Decodes) {
   for (auto const& row : rows) {
     mime_errors_handler_t errors;
     testing::internal::CaptureStderr();
-    std::string const output = decoded(row.input, "x-uuencode", &errors);
-    std::string const warning = testing::internal::GetCapturedStderr();
+    std::string const output = decoded(row.input, "x-uuencode", &errors), warning = testing::internal::GetCapturedStderr();
     EXPECT_EQ(output, row.expected) << row.name;
     EXPECT_EQ(warning, row.is_given_up ? "Warning: Giving up on decoding uunencoded text. Too many errors.\n" : "") << row.name;
     EXPECT_EQ(described(errors), lines_t{ "Deprecated Content-Transfer-Encoding (x-uuencode), but Postwick can handle it. | x-uuencode" });

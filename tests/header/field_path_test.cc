@@ -21,12 +21,10 @@ TEST(FieldPath, TextsAndTheirComponents) {
 }
 
 TEST(FieldPath, TextOfComponents) {
-  EXPECT_EQ(to_s({}), "");
-  EXPECT_EQ(to_s({ "", "split" }), ".split");
-  EXPECT_EQ(to_s({ "#any-header", "A_9" }), "#any-header.A_9");
-  EXPECT_EQ(to_s({ "x", "a.b" }), "x.'a.b'");
-  EXPECT_EQ(to_s({ "ü" }), "'ü'");
-  EXPECT_EQ(to_s({ std::string(1, '\0') }), std::string(1, '\0'));
+  using row_t = std::pair<field_path_t, std::string>;
+  for (auto const& [path, text] : { row_t{ {}, "" }, { { "", "split" }, ".split" }, { { "#any-header", "A_9" }, "#any-header.A_9" },
+                                    { { "x", "a.b" }, "x.'a.b'" }, { { "ü" }, "'ü'" }, { { std::string(1, '\0') }, std::string(1, '\0') } })
+    EXPECT_EQ(to_s(path), text);
 }
 
 // Every path of up to three components over nasty ones, as long as text can say it.

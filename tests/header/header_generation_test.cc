@@ -68,8 +68,7 @@ TEST(GenerateHeader, WritesOneLine) {
     { "subject", "a b", "Subject: a b\n" }, { "MESSAGE-id", "<a@b>", "Message-ID: <a@b>\n" },
     { "subject", "", "Subject: \n" }, { "subject", "gr\u00FCn b", "Subject: =?utf-8?q?gr=C3=BCn?= b\n" },
     { "", "a", "" },    { "#date", "a", "" }, { "Security-Generation-Detail", "a", "" },
-    { "x y", "a", "" }, { "x:y", "a", "" },   { "x\nTo", "a", "" },
-    { "x\u00FC", "a", "" },
+    { "x y", "a", "" }, { "x:y", "a", "" }, { "x\nTo", "a", "" }, { "x\u00FC", "a", "" },
     { "subject", "=?utf-8?q?a\tb?= \u00FC", "Subject: =?utf-8?q?=3D=3Futf-8=3Fq=3Fa=09b=3F=3D_=C3=BC?=\n" },  // would swallow the encoded word
     { "subject", "a \x1B$Bab", "Subject: a =?us-ascii?q?=1B=24Bab?=\n" },  // would be read as Japanese
     { "return-path", "<\u00FC@\u00FC.de>", "Return-Path: <=?utf-8?q?=C3=BC?=@xn--tda.de>\n" },
@@ -225,8 +224,7 @@ TEST(MessageID, TakesTheDomainOfTheSender) {
     { "a@b@c", "kelmime.invalid", "b@c" },                 { "a@{x}!#$%&'*+-/=?^_`|~.1", "{x}!#$%&'*+-/=?^_`|~.1" },
     { "a@[127.0.0.1]", "kelmime.invalid", "[127.0.0.1]" }, { "a@m\u00FCnchen.de", "kelmime.invalid", "m\u00FCnchen.de" },
     { "a@x..y", "kelmime.invalid", "x..y" },               { "a@x.", "kelmime.invalid", "x." },
-    { "<a@>", "kelmime.invalid", "" },                     { "a@x\x1B", "kelmime.invalid", "x{1B}" },
-    { "", "kelmime.invalid", "" },
+    { "<a@>", "kelmime.invalid", "" }, { "a@x\x1B", "kelmime.invalid", "x{1B}" }, { "", "kelmime.invalid", "" },
   };
   for (auto const& [from, domain, rejected] : rows) {
     testing::internal::CaptureStderr();

@@ -104,8 +104,7 @@ TEST(Wrap, UnfoldingGivesTheLineBack) {
   test::for_all_short_strings("a\v \t,\"", [](std::string const& letters) {
     for (std::string const& value : { "x" + letters, repeated("x" + letters, 9) + "y", std::string(14, 'x') + letters + "yyyyy" + letters }) {
       for (char const* name : { "S: ", "Subject: ", "To: ", "Keywords: ", "References: " }) {
-        std::string const line = name + value;
-        std::string const text = wrapped(line, 16, 24);
+        std::string const line = name + value, text = wrapped(line, 16, 24);
         std::string unfolded = text;
         cleanup_header_body(unfolded);
         std::size_t at = 0;

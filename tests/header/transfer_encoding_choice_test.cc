@@ -38,16 +38,11 @@ TEST(WhichMimeEncoding, WeighsProblems) {
 
 TEST(WhichMimeEncoding, GoesByTheType) {
   std::string const accent = "\u00E9\n", long_line = repeated("x", 80) + "\n";
-  struct {
-    char const* type;
-    char const* subtype;
-    std::string bytes;
-    char const* expected;
-    encoding_options options = encoding_options::none;
-  } const rows[] = {
+  using enum encoding_options;
+  struct { char const *type, *subtype; std::string bytes; char const* expected; encoding_options options = none; } const rows[] = {
     { "text", "plain", accent, "8bit" }, { "text", "plain", long_line, "quoted-printable" },
-    { "text", "html", "a \n", "quoted-printable" }, { "text", "plain", accent + "a \n", "8bit", encoding_options::ignore_trailing_blanks },
-    { "text", "plain", "-- \n", "7bit", encoding_options::ignore_signature_blanks }, { "multipart", "mixed", accent, "8bit" },
+    { "text", "html", "a \n", "quoted-printable" }, { "text", "plain", accent + "a \n", "8bit", ignore_trailing_blanks },
+    { "text", "plain", "-- \n", "7bit", ignore_signature_blanks }, { "multipart", "mixed", accent, "8bit" },
     { "image", "png", "", "base64" }, { "audio", "mpeg", "a", "base64" }, { "video", "mp4", "a", "base64" },
     { "application", "json", "{}\n", "base64" }, { "application", "pgp-signature", "-----BEGIN\n", "7bit" },
     { "application", "pgp-encrypted", "Version: 1 \n", "quoted-printable" }, { "image", "pgp-signature", "a", "base64" },

@@ -63,11 +63,10 @@ TEST(ValueFormat, RelativeDates) {
 }
 
 TEST(ValueFormat, SizesAndTabs) {
-  EXPECT_EQ(applied(formatted_size, "1536"), "1.5 KB");
-  EXPECT_EQ(applied(formatted_size, " +12 bytes"), "12 bytes");
-  EXPECT_EQ(applied(formatted_size, "none"), "0 bytes");
-  EXPECT_EQ(applied(formatted_size, "-1"), "16.0 EB");
-  EXPECT_EQ(applied(formatted_size, "+-1"), "0 bytes");
+  using row_t = std::pair<char const*, char const*>;
+  for (auto const& [text, size] : { row_t{ "1536", "1.5 KB" }, { " +12 bytes", "12 bytes" }, { "none", "0 bytes" },
+                                    { "-1", "16.0 EB" }, { "+-1", "0 bytes" } })
+    EXPECT_EQ(applied(formatted_size, text), size);
   EXPECT_EQ(applied(no_tabs, "a\tb\t"), "a b ");
 }
 

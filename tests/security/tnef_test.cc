@@ -194,9 +194,7 @@ TEST_F(Tnef, SurvivesItsProgram) {
   struct { char const* name; std::string commands; std::string said; std::chrono::milliseconds time = 60s; } const rows[] = {
     { "silent", "true", "" }, { "failing", "echo no; echo -e '\\e[0m\\nwhy\\r' >&2; exit 3", "why{0D}" },
     { "killed", "kill -9 $$", "killed by signal 9" }, { "endless", "sleep 1000", "stopped after 200 ms", 200ms },
-    { "flooding", "yes", "stopped after 100 bytes of output" },
-    { "flooding its complaints", "yes >&2", "stopped after 100 bytes of output" }, { "never reading", "exec <&-", "" },
-    { "leaving others", "sleep 1000 &", "" },
+    { "flooding", "yes", "stopped after 100 bytes of output" }, { "never reading", "exec <&-", "" },
   };
   for (auto const& row : rows) {
     use_program(row.commands);

@@ -9,8 +9,7 @@ namespace kel {
 TEST(Path, TakesNamesApart) {
   struct { char const* path; char const* name; char const* extension; } const rows[] = {
     { "/a/b/c.txt", "c.txt", ".txt" }, { "a.d/b", "b", "" }, { "x.tar.gz/", "x.tar.gz", ".gz" },
-    { "/a/.profile", ".profile", "" }, { "a.", "a.", "." },  { "..", "..", "" },
-    { "/", "", "" }, { "", "", "" },
+    { "/a/.profile", ".profile", "" }, { "a.", "a.", "." }, { "..", "..", "" }, { "/", "", "" }, { "", "", "" },
   };
   for (auto const& row : rows) {
     EXPECT_EQ(path::name(row.path), row.name) << row.path;

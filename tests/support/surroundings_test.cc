@@ -10,6 +10,7 @@
 #include <kel/bundle.h>
 #include <kel/environment.h>
 #include <kel/preferences.h>
+#include <kel/run_command.h>
 #include <kel/timer.h>
 #include <kel/uuid.h>
 
@@ -115,13 +116,9 @@ std::string seen_from(fs::path const& program, fs::path const& resources) {
   fs::create_directories((root / program).parent_path());
   fs::copy_file(application_t::path(), root / program);
 
-  variable_guard_t const unnamed("KELMIME_RESOURCES", std::nullopt);
-  variable_guard_t const wanted("PROBE_RESOURCE", "probe");
-  std::string const command = (root / program).string() + " --gtest_also_run_disabled_tests --gtest_filter=Bundle.DISABLED_Probe";
-  std::unique_ptr<FILE, decltype(&pclose)> const output(popen(command.c_str(), "r"), pclose);
-  std::string text;
-  for (int c; (c = std::fgetc(output.get())) != EOF;)
-    text += static_cast<char>(c);
+  std::string text, error;
+  run_command({ { "PROBE_RESOURCE", "probe" } },
+              (root / program).string() + " --gtest_also_run_disabled_tests --gtest_filter=Bundle.DISABLED_Probe", "", text, error);
   std::string const seen = text.substr(text.find('<') + 1, text.find('>') - text.find('<') - 1);
   return seen.starts_with(root.string()) ? seen.substr(root.string().size() + 1) : seen;
 }
@@ -145,17 +142,15 @@ TEST(Bundle, FallsBackToTheSourceTree) {
 }
 
 TEST(Application, KeepsItsFilesWhereTheUserSays) {
-  variable_guard_t const home("HOME", "/home/joe");
-  {
-    variable_guard_t const data("XDG_DATA_HOME", "/data");
-    EXPECT_EQ(application_t::support_folder(), "/data/postwick");
+  struct { char const* home; std::optional<std::string> data; char const* expected; } const rows[] = {
+    { "/home/joe", "/data", "/data/postwick" }, { "/home/joe", {}, "/home/joe/.local/share/postwick" },
+    { "/home/joe", "relative", "/home/joe/.local/share/postwick" }, { "/home/joe", "", "/home/joe/.local/share/postwick" },
+  };
+  for (auto const& row : rows) {
+    variable_guard_t const home("HOME", row.home), data("XDG_DATA_HOME", row.data);
+    EXPECT_EQ(application_t::support_folder(), row.expected);
   }
-  for (std::optional<std::string> const& useless : { std::optional<std::string>(), { "" }, { "relative" } }) {
-    variable_guard_t const data("XDG_DATA_HOME", useless);
-    EXPECT_EQ(application_t::support_folder(), "/home/joe/.local/share/postwick");
-  }
-  variable_guard_t const no_home("HOME", std::nullopt);
-  variable_guard_t const no_data("XDG_DATA_HOME", std::nullopt);
+  variable_guard_t const no_home("HOME", std::nullopt), no_data("XDG_DATA_HOME", std::nullopt);
   EXPECT_TRUE(application_t::support_folder().starts_with('/'));
 }
 
@@ -182,16 +177,8 @@ TEST_F(BasicEnvironment, NamesTheHelpersThatAreFound) {
   add_program("gpg2");
   add_program("tnef");
   EXPECT_EQ(helper("PW_GPG") + " " + helper("PW_TNEF"), _folder.path() + "/gpg2 " + _folder.path() + "/tnef");
-}
-
-TEST_F(BasicEnvironment, KeepsWhatIsSetAndAddsNothingElse) {
-  add_program("gpg");
-  {
-    variable_guard_t const gpg("PW_GPG", "/opt/gpg=x");
-    EXPECT_EQ(helper("PW_GPG"), "/opt/gpg=x");
-  }
-  variable_guard_t const no_path("PATH", std::nullopt);
-  EXPECT_EQ(helper("PATH") + helper("PW_GPG"), "not therenot there");
+  variable_guard_t const gpg("PW_GPG", "/opt/gpg=x"), no_path("PATH", std::nullopt);
+  EXPECT_EQ(helper("PW_GPG") + " " + helper("PATH") + " " + helper("PW_TNEF"), "/opt/gpg=x not there not there") << "nothing else is added";
 }
 
 TEST(Uuid, IsRandomAndUpperCase) {

@@ -42,19 +42,6 @@ TEST(Extract, MakesNamesHarmless) {
   }
 }
 
-TEST(Extract, CutsBetweenCharacters) {
-  scratch_t const scratch;
-  std::string encoded;
-  for (int i = 0; i < 200; ++i)
-    encoded += "%C3%A9";
-  kelmime({ "extract", "-d", scratch.path() }, message_with_attachment("filename*=utf-8''" + encoded + ".txt"));
-  ASSERT_EQ(scratch.names().size(), 1u);
-  std::string const name = scratch.names()[0];
-  EXPECT_LE(name.size(), 255u);
-  EXPECT_EQ((name.size() - 4) % 2, 0u);
-  EXPECT_TRUE(name.ends_with("\xc3\xa9.txt"));
-}
-
 TEST(Extract, NeverWritesOverAFile) {
   scratch_t const scratch;
   scratch.file("report.pdf", "mine");

@@ -32,8 +32,7 @@ TEST(Input, IsAnyKindOfMailStore) {
   scratch.file("maildir/tmp/0.unfinished", message("unfinished"));
   scratch.file("folder/file", message("no maildir"));
   scratch.file("empty", "");
-  std::string const one = scratch.file("one.eml", message("one"));
-  std::string const two = scratch.file("two.eml", message("two"));
+  std::string const one = scratch.file("one.eml", message("one")), two = scratch.file("two.eml", message("two"));
 
   struct { char const* name; arguments_t inputs; std::string standard_input, expected; } const rows[] = {
     { "file", { one }, "", "one\n0" }, { "standard input by default", {}, message("in"), "in\n0" },
@@ -57,14 +56,11 @@ TEST(Input, SaysWhatCannotBeRead) {
   EXPECT_TRUE(outcome.out.starts_with("==> " + data_path("plain.eml") + " <==\nFrom: "));
 }
 
-TEST(Input, MboxMessagesAreWholeAndUnquoted) {
-  auto const outcome = kelmime({ "extract", "--part", "1", "--stdout", data_path("archive.mbox") });
-  EXPECT_EQ(outcome.out, "From here on it is one paragraph, not a message.\nFrom the writer's quoting.\n>From twice.\nsecond\n");
-}
-
-TEST(Input, CarriageReturnsOfALineFeedMessageStay) {
+TEST(Input, IsWholeUnquotedAndKeepsItsCarriageReturns) {
   std::string const binary = "Content-Type: application/octet-stream\nContent-Transfer-Encoding: binary\n\na\r\nb\r\n";
   EXPECT_EQ(kelmime({ "extract", "--part", "1", "--stdout" }, binary).out, "a\r\nb\r\n");
+  EXPECT_EQ(kelmime({ "extract", "--part", "1", "--stdout", data_path("archive.mbox") }).out,
+            "From here on it is one paragraph, not a message.\nFrom the writer's quoting.\n>From twice.\nsecond\n");
 }
 
 TEST(Get, PartsPathsFromInputs) {

@@ -42,12 +42,13 @@ std::string message_of_all_bytes() {
 TEST(Output, HoldsNoControlsOfAMessage) {
   std::vector<std::vector<std::string>> const commands = { { "show" }, { "tree" }, { "headers" }, { "headers", "--raw" }, { "lint" }, { "json" },
       { "json", "--bodies=all" }, { "get", "from", "subject", "to.split.name", "x-bad" }, { "index" } };
-  for (std::string const& message : { content_of(data_path("hostile.eml")), message_of_all_bytes() }) {
+  for (std::string const& message : { content_of(data_path("hostile.eml")), message_of_all_bytes(), std::string() }) {
     for (auto const& command : commands) {
       auto const outcome = kelmime(command, message);
       EXPECT_NE(outcome.status, -1) << command.front();
       EXPECT_EQ(first_control(outcome.out), "") << command.front();
       EXPECT_EQ(first_control(outcome.err), "") << command.front();
+      EXPECT_TRUE(command.front() != "json" || json::accept(outcome.out)) << outcome.out;
     }
   }
 }
@@ -57,14 +58,6 @@ TEST(Output, IsColouredWhenAskedOnly) {
   EXPECT_EQ(first_control(kelmime({ "show", plain }).out), "");
   EXPECT_TRUE(kelmime({ "--color=always", "show", plain }).out.starts_with("\033[1mFrom: \033[0m"));
   EXPECT_EQ(kelmime({ "show", "--color", "never", plain }).out, kelmime({ "show", plain }).out);
-}
-
-TEST(Json, IsValidForAllBytes) {
-  for (auto const& message : { content_of(data_path("hostile.eml")), message_of_all_bytes(), std::string() }) {
-    auto const email = json::parse(kelmime({ "json", "--bodies=all" }, message).out, nullptr, /*allow_exceptions*/ false);
-    ASSERT_TRUE(email.is_object());
-    EXPECT_EQ(email["kelmime"]["schema"], 1);
-  }
 }
 
 TEST(Output, StandsDeepTrees) {

@@ -18,8 +18,8 @@ std::string shown(std::string const& type, std::string const& body) {
   return out.starts_with('\n') ? out.substr(1, out.find("\nProblems:") - 1) : out;
 }
 
-TEST(HtmlText, KeepsWordsAndLines) {
-  struct { char const* name; char const* html; char const* expected; } const rows[] = {
+TEST(Text, IsShown) {
+  struct { char const* name; char const* body; char const* expected; char const* type = "text/html"; } const rows[] = {
     { "white space", "a \n\t b", "a b\n" }, { "blocks", "<div>a</div><div>b</div>", "a\nb\n" },
     { "paragraphs", "<p>a</p><p></p><p>b</p>", "a\n\nb\n" }, { "line breaks", "a<br>b<BR/>c", "a\nb\nc\n" },
     { "list", "<ul><li>a</li><li>b</li></ul>", "- a\n- b\n" }, { "cells", "<tr><td>a</td><td>b</td></tr>", "a b\n" },
@@ -30,20 +30,13 @@ TEST(HtmlText, KeepsWordsAndLines) {
     { "lonely less sign", "1 < 2 <3", "1 < 2 <3\n" }, { "comment", "a<!-- <b>x</b> -->b", "ab\n" }, { "open comment", "a<!-- x", "a\n" },
     { "script and style", "a<script>x</x></SCRIPT><style>x</style>b", "ab\n" }, { "open script", "a<script>x", "a\n" },
     { "open tag", "a<b", "a\n" },
+    { "text and tabs", "a\tb\n", "a\tb\n", "text/plain" },
+    { "other alphabets", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\n", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\n", "text/plain" },
+    { "escape sequence", "\x1b[2J\n", "\\x1b[2J\n", "text/plain" }, { "C1 control", "\xc2\x9b\n", "\\u009b\n", "text/plain" },
+    { "delete", "\x7f\n", "\\x7f\n", "text/plain" }, { "line feed at the end", "a", "a\n", "text/plain" },
   };
   for (auto const& row : rows)
-    EXPECT_EQ(shown("text/html", row.html), row.expected) << row.name;
-}
-
-TEST(PlainText, IsEscaped) {
-  struct { char const* name; char const* body; char const* expected; } const rows[] = {
-    { "text and tabs", "a\tb\n", "a\tb\n" },
-    { "other alphabets", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\n", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\n" },
-    { "escape sequence", "\x1b[2J\n", "\\x1b[2J\n" }, { "C1 control", "\xc2\x9b\n", "\\u009b\n" }, { "delete", "\x7f\n", "\\x7f\n" },
-    { "line feed at the end", "a", "a\n" },
-  };
-  for (auto const& row : rows)
-    EXPECT_EQ(shown("text/plain", row.body), row.expected) << row.name;
+    EXPECT_EQ(shown(row.type, row.body), row.expected) << row.name;
 }
 
 TEST(Mbox, KnowsItsSeparators) {
