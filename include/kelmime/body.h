@@ -303,7 +303,7 @@ public:
   // Appends the part: headers, an empty line, body, also when sealing failed (see above). A message that was only resent (it
   // got other resent headers, and is untouched otherwise) gets its new headers in front instead of the newest ones that it
   // had: resent-from, -to, -cc, -bcc, -date and -message-id, and no others. A multipart whose content happens to hold its
-  // delimiter line gets a new boundary.
+  // delimiter line gets a new boundary. What is protected stays open in the tree, to be edited and written again.
   void generate_rfc822(message_inserter_t out);
 
   // Writes the part and parses what was written into it. What only the application knew, such as ids, is gone. When it, or
@@ -317,7 +317,8 @@ public:
   // headers are never written.
   void generate_rfc822_headers(message_inserter_t out);
 
-  // The body with its transfer encoding. A multipart gets its preamble, no epilogue.
+  // The body with its transfer encoding. A multipart gets its preamble, no epilogue. The part itself is not sealed: a signature
+  // or ciphertext is the one that was made last.
   void generate_rfc822_body(message_inserter_t out);
 
   // What a signature is made over: content-type, content-transfer-encoding and content-disposition, an empty line, the body.
@@ -392,10 +393,10 @@ public:
   // above is edited there, in opened messages too. Signing and encrypting happen each time the draft is written, of an opened
   // message when its content was edited. What goes wrong then is told by `get_security_status`.
 
-  // Moves the part to another level. Protection that is there and still wanted is kept. Levels and protocols that are none
-  // of those words end the process; for "none" the protocol does not matter. An encrypted part that was not opened, or one
-  // whose shape is broken, stays as it is, with its level. Where the protection changes, what opening found out of it is
-  // forgotten.
+  // Moves the part to another level. Protection of the part itself that is there and still wanted is kept, layer by layer.
+  // Levels and protocols that are none of those words end the process; for "none" the protocol does not matter. An encrypted
+  // part that was not opened, or one whose shape is broken, stays as it is, with its level and with the layers around it.
+  // Where the protection changes, what opening found out of it is forgotten.
   void set_security_level(std::string const& level, std::string const& protocol);
 
   // How the structure protects the content, and by which protocol: that may also be "OpenPGP (inlined)" or "Unknown". Neither
@@ -404,8 +405,7 @@ public:
   std::string get_security_protocol();
 
   // The steps behind `set_security_level`. To sign what is signed, or to encrypt what is encrypted, aborts. `signs` makes the
-  // encrypted content signed too. Where there is a layer already, it is sealed at once, and the part stays as it is when that
-  // fails.
+  // encrypted content signed too. A layer that is there already goes inside, and stays open.
   void sign(std::string const& protocol);
   void encrypt(std::string const& protocol, bool signs);
   void remove_signing();
@@ -556,6 +556,7 @@ private:
   bool is_untouched() const;
   bool is_body_untouched() const;
   bool is_sealed_multipart();
+  void seal_layer(writing_t& writing);
   bool has_new_resent_headers();
   void write(writing_t& writing);
   void write_resent(writing_t& writing);
@@ -603,22 +604,28 @@ private:
   body_part_t* group_of_html();
   void attach_related(std::string const& name, std::string_view bytes);
   body_part_t* child_with_content_id(std::string const& id);
+
+  // Played by body_moving.cc.
   void wrap_content(std::string const& subtype, std::string const& parameters);
   void move_content_to(body_part_t& inner);
+  void move_body_to(body_part_t& other);
+  body_part_t& adopt_content(body_part_t&& content);
 
   // Played by security/body_security.cc and security/sealing.cc.
-  std::optional<std::vector<char>> take_entity();
-  void adopt_entity(body_part_t& holder, std::vector<char>& entity);
+  body_part_t take_content();
+  bool holds_open_layer();
+  std::string own_security_protocol();
   void unwrap(body_part_t& content);
   void forget_outcome();
   bool is_rogue_part() const;
   void keep_encryption(bool signs);
   bool make_safe(bool for_signature);
   std::string generation_failure();
-  void settle_bytes();
+  std::vector<char> entity_of(body_part_t& content, bool for_signature);
   void set_to_be_signed(bool marked);
   body_part_t* content_to_seal();
-  void seal();  // signs or encrypts a part that asks for it
+  std::optional<std::vector<char>> seal();
+  std::string sealed(std::string const& level, std::string_view entity, std::string& output);
   std::string sealed_with_openpgp(std::string const& level, std::string_view entity, std::string& output);
   std::string sealed_with_smime(std::string const& level, std::string_view entity, std::string& output);
   void store_parameter(std::string const& name, std::string const& value);

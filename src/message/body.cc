@@ -140,6 +140,8 @@ void body_part_t::init() {
   _has_preamble_part = false;
   _undecoded_senders.reset();
   _has_text_around_blocks = false;
+  _needs_sealing = false;
+  _seals_anew = false;
   _selected_string = unset_string;
 }
 

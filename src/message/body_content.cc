@@ -16,7 +16,6 @@
 #include <kelmime/reencode.h>
 #include <kelmime/transfer_encoding_choice.h>
 #include <message/boundary.h>
-#include <message/transfer_encodings.h>
 
 namespace kel {
 
@@ -152,48 +151,6 @@ void body_part_t::finish_content(bool is_new) {
   touch(0);
   generate_message_id(/*force*/ false);  // under a date that lies in the future too
   set_header("x-mailer", get_x_mailer_value());
-}
-
-// Makes this part a multipart whose only child is what it was.
-void body_part_t::wrap_content(std::string const& subtype, std::string const& parameters) {
-  drop_raw_bytes();
-  // Inside, a transfer encoding of a container would be undone that was not undone here.
-  if (changes_bytes(transfer_encoding()) && (is_multi_part() || is_message()))
-    forget_source_body();
-  body_part_t inner;
-  move_content_to(inner);
-  set_body("multipart", subtype, parameters, nullptr, nullptr, false);
-  body_part_t& child = _subparts.emplace_back(std::move(inner));
-  child._parent = this;
-  child._level = _level + 1;
-  child.adopt_subparts();
-  update_mime_encoding();
-}
-
-void body_part_t::move_content_to(body_part_t& inner) {
-  for (auto header = _headers.begin(); header != _headers.end();) {
-    auto const next = std::next(header);
-    if (header->first.starts_with("content-") || header->first.starts_with("#mime-"))
-      inner._headers.insert(_headers.extract(header));
-    header = next;
-  }
-  _content_headers = {};
-  inner._subparts.splice(inner._subparts.end(), _subparts);
-  inner._bytes = _bytes;
-  inner._budget = _budget;
-  inner._source_body = std::exchange(_source_body, {});
-  inner._decoded_body = std::exchange(_decoded_body, {});
-  inner._is_decoded = _is_decoded;
-  inner._is_split = std::exchange(_is_split, false);
-  inner._lacks_subparts = std::exchange(_lacks_subparts, false);
-  inner._holds_utf8_text = std::exchange(_holds_utf8_text, false);
-  inner._preferred_subpart = std::exchange(_preferred_subpart, no_preference);
-  inner._guessed_charset = _guessed_charset;
-  inner._description = std::exchange(_description, {});
-  inner._canonicalized_text = std::exchange(_canonicalized_text, unset_string);
-  inner._to_be_signed = _to_be_signed;
-  inner._has_preamble_part = std::exchange(_has_preamble_part, false);
-  inner._has_changed = true;
 }
 
 }  // namespace kel

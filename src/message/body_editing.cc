@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdio>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include <kel/preferences.h>
@@ -164,13 +165,17 @@ std::shared_ptr<std::vector<char>> body_part_t::body_for_another_part() {
 }
 
 // The other part may be destroyed on the way, so all of it is taken out first: the body, then the headers, which writing
-// the body may have made fit. A name that stands several times ends up with its last value; that is wanted.
+// the body may have made fit. Open layers move as they are, since bytes would close them. A name that stands several times ends up with its last
+// value; that is wanted.
 void body_part_t::replace_with_body_part(body_part_t& other) {
   if (preferences::boolean("PwDebugDecodeBug")) {
     std::fputs("replace_with_body_part:\n", stderr);
     other.dump(/*decode*/ true, 0);
   }
-  auto body = other.body_for_another_part();
+  std::optional<body_part_t> open_layers;
+  if (other.holds_open_layer())
+    open_layers = other;
+  auto body = open_layers ? nullptr : other.body_for_another_part();
   headers_t headers = other._headers;
   bool const keeps_outcome = other.is_untouched() && other._subparts.empty();  // such as that of a clear-signed text
   if (!keeps_outcome)
@@ -193,6 +198,12 @@ void body_part_t::replace_with_body_part(body_part_t& other) {
   _description.clear();
   _canonicalized_text = unset_string;
   _guessed_charset = charset;
+  if (open_layers) {
+    _subparts.clear();
+    open_layers->move_body_to(*this);
+    adopt_subparts();
+    return;
+  }
   take_body(std::move(body));
   // A guard against a mistake of ours: a body that was taken has an address, even an empty one.
   if (!_body_begin || !_raw_end) {

@@ -14,6 +14,7 @@
 #include <array>
 #include <ctime>
 #include <iterator>
+#include <map>
 #include <string_view>
 #include <utility>
 
@@ -147,6 +148,7 @@ struct body_part_t::writing_t {
   std::vector<char>& out;
   std::size_t start;
   std::vector<written_multipart_t> multiparts = {};
+  std::map<body_part_t const*, std::vector<char>> signed_entities = {};  // to be written as they were signed
 };
 
 // --- What can be copied ------------------------------------------------------------------------------------------
@@ -161,7 +163,7 @@ bool body_part_t::are_subparts_untouched() const {
 }
 
 bool body_part_t::is_untouched() const {
-  return _raw_begin && are_subparts_untouched();
+  return _raw_begin && !_seals_anew && are_subparts_untouched();
 }
 
 bool body_part_t::is_body_untouched() const {
@@ -198,8 +200,6 @@ void body_part_t::generate_rfc822() {
   init(bytes);
   _parent = parent;
   _level = level;
-  _needs_sealing = false;
-  _seals_anew = false;
 }
 
 void body_part_t::generate_rfc822_headers(message_inserter_t out) {
@@ -219,7 +219,9 @@ void body_part_t::generate_rfc822_body_with_headers(message_inserter_t out) {
 // --- Parts -------------------------------------------------------------------------------------------------------
 
 void body_part_t::write(writing_t& writing) {
-  if (!is_untouched())
+  if (auto const entity = writing.signed_entities.find(this); entity != writing.signed_entities.end())
+    writing.text({ entity->second.data(), entity->second.size() });
+  else if (!is_untouched())
     write_anew(writing);
   else if (is_resent() && has_new_resent_headers())
     write_resent(writing);
@@ -262,22 +264,25 @@ bool body_part_t::can_be_written() {
 
 void body_part_t::write_anew(writing_t& writing) {
   std::string const content_type = mime_type();
-  if (is_envelope(content_type)) {
-    seal();
-  } else if (is_sealed_multipart()) {
-    std::size_t const count = num_subparts();
-    if (count != 2) {
-      fatal("Unexpected number of bodyparts (%zu) when generating for multipart/%s.\n", count,
-            printable(content_type.substr(content_type.find('/') + 1)).c_str());
-    }
-    seal();
-  } else if (content_type == "multipart/mixed" || content_type == "multipart/related") {
-    apply_markdown_rule();
+  if (is_sealed_multipart() && num_subparts() != 2) {
+    fatal("Unexpected number of bodyparts (%zu) when generating for multipart/%s.\n", num_subparts(),
+          printable(content_type.substr(content_type.find('/') + 1)).c_str());
   }
+  if (content_type == "multipart/mixed" || content_type == "multipart/related")
+    apply_markdown_rule();
+  seal_layer(writing);
   prepare_headers();
   write_header_block(writing);
   writing.text("\n");
   write_body(writing);
+}
+
+void body_part_t::seal_layer(writing_t& writing) {
+  bool const is_layer = is_envelope(mime_type()) || (is_sealed_multipart() && num_subparts() == 2);
+  if (!is_layer || is_untouched())
+    return;
+  if (auto entity = seal())
+    writing.signed_entities.insert_or_assign(&_subparts.front(), std::move(*entity));
 }
 
 // A Markdown text that refers to each attachment by its Content-ID makes the group "related", any other one "mixed".
@@ -300,9 +305,7 @@ void body_part_t::apply_markdown_rule() {
 }
 
 void body_part_t::write_signed_entity(writing_t& writing) {
-  bool const is_layer = is_envelope(mime_type()) || (is_sealed_multipart() && num_subparts() == 2);
-  if (is_layer && !is_untouched())
-    seal();
+  seal_layer(writing);
   prepare_headers();
   for (std::string_view const name : entity_headers)
     write_headers(writing, name);

@@ -31,13 +31,14 @@ body_part_t* protected_content(body_part_t& part) {
   if (kind != "multipart/encrypted")
     return nullptr;
   body_part_t* const data = child_at(part, 1);
-  return data ? child_at(*data, 0) : nullptr;
+  bool const is_leaf = data && !data->is_multi_part() && !data->is_message();
+  return is_leaf ? child_at(*data, 0) : nullptr;  // the parts of a container were never encrypted
 }
 
 bool is_regular_protection(body_part_t& part) {
   std::string const kind = part.mime_type();
   if (kind == "multipart/encrypted")
-    return part.num_subparts() == 2 && part.subpart(1).num_subparts() == 1;
+    return part.num_subparts() == 2 && protected_content(part) && part.subpart(1).num_subparts() == 1;
   return part.num_subparts() == (is_envelope(kind) ? 1u : 2u);
 }
 

@@ -8,6 +8,8 @@
 // The children of the two leaves are no part of what is written: there stands the ciphertext, once it is made.
 #include <kelmime/body.h>
 
+#include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -42,6 +44,18 @@ void require_known(std::string const& protocol) {
     fatal("Unknown security protocol '%s'\n", printable(protocol).c_str());
 }
 
+// Whether all layers that are in the way can go. With some of them gone, what is left would stand there less protected than
+// it came.
+bool can_remove_layers(body_part_t& part, std::function<bool(body_part_t&)> const& is_wanted) {
+  for (body_part_t* layer = &part; is_protection(layer->mime_type()); layer = protected_content(*layer)) {
+    if (is_wanted(*layer))
+      return true;
+    if (!is_regular_protection(*layer))
+      return false;
+  }
+  return true;
+}
+
 // What a signature is announced to be made with; sealing corrects it.
 std::string announced_digest(std::string const& protocol) {
   return protocol == "S/MIME" ? "sha1" : "pgp-" + preferences::string("PwOpenPGPHashFunction", "sha256");
@@ -74,6 +88,21 @@ std::string body_part_t::get_security_level() {
 }
 
 std::string body_part_t::get_security_protocol() {
+  std::string const own = own_security_protocol();
+  if (own != "Unknown")
+    return own;
+  if (!is_multi_part())
+    return has_security_status() && !is_rogue_part() ? "OpenPGP (inlined)" : "Unknown";
+  for (body_part_t& child : subparts()) {
+    std::string protocol = child.get_security_protocol();
+    if (protocol != "Unknown")
+      return protocol;
+  }
+  return "Unknown";
+}
+
+// Of the part itself, without what stands in it.
+std::string body_part_t::own_security_protocol() {
   std::string const kind = mime_type();
   if (kind == "multipart/signed" && num_subparts() >= 2) {
     std::string const signature = subpart(1).mime_type();
@@ -85,16 +114,7 @@ std::string body_part_t::get_security_protocol() {
   if (kind == "multipart/encrypted" &&
       get_header_lowercased("content-type.parameter.split.protocol", "") == "application/pgp-encrypted")
     return "OpenPGP";
-  if (is_envelope(kind))
-    return "S/MIME";
-  if (!is_multi_part())
-    return has_security_status() && !is_rogue_part() ? "OpenPGP (inlined)" : "Unknown";
-  for (body_part_t& child : subparts()) {
-    std::string protocol = child.get_security_protocol();
-    if (protocol != "Unknown")
-      return protocol;
-  }
-  return "Unknown";
+  return is_envelope(kind) ? "S/MIME" : "Unknown";
 }
 
 // --- Levels ------------------------------------------------------------------------------------------------------
@@ -107,19 +127,20 @@ void body_part_t::set_security_level(std::string const& level, std::string const
   bool const signs = level == "sign" || level == "signAndEncrypt";
   if (!encrypts && !signs && level != "none")  // read as "none", a mistyped word would send in the clear
     fatal("Unknown security level '%s'\n", printable(level).c_str());
-  std::string const kind = mime_type();
-  bool const is_wanted = (signs || encrypts) && is_encryption(kind) == encrypts && get_security_protocol() == protocol;
-  if (is_protection(kind) && is_wanted) {
-    if (encrypts)
+  auto const is_wanted = [&](body_part_t& part) {
+    return (signs || encrypts) && is_encryption(part.mime_type()) == encrypts &&
+           part.get_security_protocol() == protocol;
+  };
+  if (!can_remove_layers(*this, is_wanted))
+    return;
+  // What is uncovered may be another layer than it seemed, where it has several types.
+  while (is_protection(mime_type()) && is_regular_protection(*this) && !is_wanted(*this))
+    is_encryption(mime_type()) ? remove_encryption() : remove_signing();
+  if (is_protection(mime_type())) {
+    if (encrypts && is_wanted(*this))
       keep_encryption(signs);
     return;
   }
-  if (kind == "multipart/signed")
-    remove_signing();
-  else if (is_encryption(kind))
-    remove_encryption();
-  if (is_protection(mime_type()))
-    return;  // it cannot be removed
   if (encrypts)
     encrypt(protocol, signs);
   else if (signs)
@@ -143,19 +164,13 @@ void body_part_t::sign(std::string const& protocol) {
     fatal("Trying to sign an already signed message\n");
   require_known(protocol);
   forget_outcome();
-  std::vector<int> const ids = ids_below(*this);
-  auto entity = take_entity();
-  if (!entity)
-    return;
+  body_part_t taken = take_content();
   auto const [mime_name, file, preamble_text] = protocol_of(protocol);
   std::string const preamble = preamble_text;
   set_body("multipart", "signed",
            "micalg=" + announced_digest(protocol) + "; protocol=\"application/" + std::string(mime_name) + "\"",
            preamble.data(), preamble.data() + preamble.size(), false);
-  adopt_entity(*this, *entity);
-  body_part_t& content = _subparts.front();
-  content.mark_to_be_signed(true);
-  give_ids_below(content, ids);
+  adopt_content(std::move(taken)).mark_to_be_signed(true);
   body_part_t& signature = insert_subpart(1, "application", mime_name, "name=" + std::string(file), "", "", false);
   signature.set_header("content-disposition", "attachment; filename=" + std::string(file));
   signature.set_header("content-description", protocol + " digital signature");
@@ -168,10 +183,7 @@ void body_part_t::encrypt(std::string const& protocol, bool signs) {
     fatal("Trying to encrypt an already encrypted message (%s)\n", kind.c_str());
   require_known(protocol);
   forget_outcome();
-  std::vector<int> const ids = ids_below(*this);
-  auto entity = take_entity();
-  if (!entity)
-    return;
+  body_part_t taken = take_content();
   body_part_t* holder = this;
   if (protocol == "S/MIME") {
     set_body("application", "pkcs7-mime", "smime-type=enveloped-data; name=smime.p7m", "", "", false);
@@ -189,31 +201,39 @@ void body_part_t::encrypt(std::string const& protocol, bool signs) {
     holder->set_header("content-disposition", "inline; filename=encrypted.asc");
     holder->set_header("content-description", "OpenPGP encrypted data");
   }
-  adopt_entity(*holder, *entity);
-  give_ids_below(holder->_subparts.front(), ids);
+  holder->adopt_content(std::move(taken));
   _security_level_set = signs;
   _needs_sealing = true;
 }
 
-// The content as it is going to be protected; the part is left without any. Nothing, and the part stays as it is, when a
-// layer in it cannot be sealed.
-std::optional<std::vector<char>> body_part_t::take_entity() {
-  std::vector<char> entity;
-  generate_rfc822_body_with_headers(std::back_inserter(entity));
-  if (generation_failure() != unset_string)
-    return std::nullopt;
+// Whether the bytes of this part would not do for it: they hold layers as they are sealed, which are open here.
+bool body_part_t::holds_open_layer() {
+  std::string const kind = mime_type();
+  if (is_protection(kind) && has_body() && (!is_untouched() || (is_encryption(kind) && protected_content(*this))))
+    return true;
+  return std::ranges::any_of(_subparts, [](body_part_t& child) { return child.holds_open_layer(); });
+}
+
+// The content, in a part of its own that is going to be protected; this one is left without any.
+body_part_t body_part_t::take_content() {
+  body_part_t content;
+  if (holds_open_layer()) {
+    move_content_to(content);
+  } else {
+    std::vector<int> const ids = ids_below(*this);
+    std::vector<char> entity;
+    generate_rfc822_body_with_headers(std::back_inserter(entity));
+    content.init(entity);
+    content.store_header("#date-received", unset_string);  // it is no message
+    give_ids_below(content, ids);
+  }
   if (is_text()) {
     for (char const* const cache : text_caches)
       set_header(cache, unset_string);
   }
   clear_subparts();
   set_header("content-disposition", unset_string);
-  return entity;
-}
-
-void body_part_t::adopt_entity(body_part_t& holder, std::vector<char>& entity) {
-  body_part_t& content = holder.add_body_part(entity);
-  content.store_header("#date-received", unset_string);  // it is no message
+  return content;
 }
 
 void body_part_t::remove_signing() {

@@ -11,7 +11,10 @@
 #include <utility>
 
 #include <kel/text.h>
+#include <base/utf8.h>
 #include <kelmime/bytes.h>
+#include <kelmime/charset.h>
+#include <kelmime/decoding.h>
 #include <kelmime/openpgp.h>
 #include <security/inline_blocks.h>
 #include <security/long_lines.h>
@@ -77,6 +80,8 @@ private:
   static bool is_unopened(body_part_t& part);
   static bool is_regular(body_part_t& part, lines_t const& lines);
   static bool is_encrypted_alone(body_part_t& part);
+  static bool holds_guessed_text(body_part_t& part);
+  static bool is_guessed(body_part_t& text);
   static bool is_signed_alone(body_part_t& part, lines_t const& lines);
 };
 
@@ -193,7 +198,9 @@ body_part_t::answer_t body_part_t::answer_t::of_protection(body_part_t& part, bo
   std::string word = verdict_on(part, lines);
   if ((is_good(word) || word == "unknown") && is_unopened(part))
     word = "decryptFailed";
-  if (is_good(word) && !(is_untouched_below && is_regular(part, lines)))
+  if (is_good(word) && !(is_untouched_below && !part._seals_anew && is_regular(part, lines)))
+    word = complicated;
+  if (is_good(word) && word != "decrypted" && holds_guessed_text(part))
     word = complicated;
   return { word, is_decrypted(lines) };
 }
@@ -241,6 +248,28 @@ bool body_part_t::answer_t::is_encrypted_alone(body_part_t& part) {
   body_part_t& data = part._subparts.back();
   return part._subparts.front().mime_type() == "application/pgp-encrypted" && data._subparts.size() == 1 &&
          holds_ciphertext_alone(data.decoded_body(), data.mime_type());
+}
+
+bool body_part_t::answer_t::holds_guessed_text(body_part_t& part) {
+  return std::ranges::any_of(part._subparts,
+                             [](body_part_t& child) { return is_guessed(child) || holds_guessed_text(child); });
+}
+
+// Whether a text that states no charset is read in the one that headers around the signed part suggest: nobody signed
+// these. Without them ASCII, UTF-8 and ISO-2022-JP are known.
+bool body_part_t::answer_t::is_guessed(body_part_t& text) {
+  if (!text._holds_utf8_text || !text._raw_begin ||
+      !text.get_header("content-type.parameter.split.charset", "").empty())
+    return false;
+  std::string const guess = text.get_guessed_charset();
+  if (guess.empty() || !guess_charset(text._raw_begin, text._body_begin).empty())
+    return false;
+  std::string bytes;
+  if (!mime_decode(text._body_begin, text._raw_end, std::back_inserter(bytes), text.transfer_encoding(), nullptr,
+                   false))
+    bytes = text.raw_body();
+  bool const has_escape = bytes.find('\033') != bytes.npos;
+  return !utf8::is_valid(bytes.begin(), bytes.end()) || (has_escape && guess != "iso-2022-jp");
 }
 
 bool body_part_t::answer_t::is_signed_alone(body_part_t& part, lines_t const& lines) {

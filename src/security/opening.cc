@@ -333,9 +333,10 @@ bool body_part_t::opening_t::adopt(body_part_t& holder, std::string_view content
     return false;
   }
   std::vector<char> entity(content.begin(), content.end());
-  holder.adopt_entity(holder, entity);
+  body_part_t& child = holder.add_body_part(entity);
+  child.store_header("#date-received", unset_string);  // it is no message
   if (holder._budget)
-    holder._subparts.back()._budget = holder._budget;
+    child._budget = holder._budget;
   return true;
 }
 

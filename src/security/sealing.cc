@@ -14,8 +14,8 @@
 #include <header/parameters.h>
 #include <kelmime/openpgp.h>
 #include <kelmime/smime.h>
+#include <message/protected_content.h>
 #include <security/gpg_arguments.h>
-#include <security/part_ids.h>
 #include <security/shell_text.h>
 #include <security/status_text.h>
 
@@ -84,11 +84,11 @@ bool is_for_stranger(std::string const& ciphertext, std::string const& sender) {
 // Null when there is nothing to seal: what is there may be written as it is. What was sealed once is sealed each time, since
 // recipients change, and since it may have failed.
 body_part_t* body_part_t::content_to_seal() {
-  body_part_t& holder = mime_type() == "multipart/encrypted" ? _subparts.back() : *this;
-  if (holder._subparts.empty())
+  body_part_t* const content = has_body() ? protected_content(*this) : nullptr;
+  if (!content)
     return nullptr;
-  _seals_anew = _seals_anew || !holder.are_subparts_untouched();
-  return _needs_sealing || _seals_anew ? &holder._subparts.front() : nullptr;
+  body_part_t const& holder = mime_type() == "multipart/encrypted" ? _subparts.back() : *this;
+  return _needs_sealing || _seals_anew || !holder.are_subparts_untouched() ? content : nullptr;
 }
 
 // Why the last attempt to seal this part, or one below it, failed.
@@ -99,42 +99,52 @@ std::string body_part_t::generation_failure() {
   return failure;
 }
 
-// From now on exactly these bytes are written, unless a layer in them cannot be sealed.
-void body_part_t::settle_bytes() {
-  if (is_untouched())
-    return;
-  int const id = _unique_id;
-  std::vector<int> const ids = ids_below(*this);
-  generate_rfc822();
-  store_header("#date-received", unset_string);
-  set_id(id);
-  give_ids_below(*this, ids);
+// The content as it is going to be protected, in a form that arrives as it is. The content itself stays as the application
+// left it, with its layers open. What the limits keep us from reading again is taken as it stands.
+std::vector<char> body_part_t::entity_of(body_part_t& content, bool for_signature) {
+  std::vector<char> bytes;
+  content.generate_rfc822(std::back_inserter(bytes));
+  std::vector<char> copied = bytes;
+  body_part_t entity;
+  entity.init(copied);
+  adopt(entity);
+  if (!entity.make_safe(for_signature) || !entity.can_be_written())
+    return bytes;
+  bytes.clear();
+  entity.generate_rfc822(std::back_inserter(bytes));
+  return bytes;
 }
 
-void body_part_t::seal() {
+// Signs or encrypts what asks for it. Answers what was signed, since exactly these bytes are to be written beside the
+// signature; nothing for what is encrypted.
+std::optional<std::vector<char>> body_part_t::seal() {
   body_part_t* const content = content_to_seal();
   if (!content)
-    return;
+    return std::nullopt;
   bool const is_signature = mime_type() == "multipart/signed";
-  content->settle_bytes();
-  if (content->make_safe(/*for_signature*/ is_signature)) {
-    update_mime_encoding();
-    content->settle_bytes();
-  }
-  bool const is_smime = get_security_protocol() == "S/MIME";
-  std::string const level = is_signature ? "sign" : _security_level_set ? "signAndEncrypt" : "encrypt";
+  std::vector<char> entity = entity_of(*content, /*for_signature*/ is_signature);
   std::string output;
   std::string failure = content->generation_failure();
   if (failure == unset_string)
-    failure = is_smime ? sealed_with_smime(level, content->raw_data(), output)
-                       : sealed_with_openpgp(level, content->raw_data(), output);
+    failure = sealed(is_signature          ? "sign"
+                     : _security_level_set ? "signAndEncrypt"
+                                           : "encrypt",
+                     { entity.data(), entity.size() }, output);
   store_header("security-generation-detail", failure.empty() ? unset_string : failure);
   body_part_t& leaf = is_multi_part() ? _subparts.back() : *this;
   if (failure.empty() || _needs_sealing)
-    leaf.set_sealed_body(failure.empty() ? output : "", is_smime ? "base64" : unset_string);
+    leaf.set_sealed_body(failure.empty() ? output : "", own_security_protocol() == "S/MIME" ? "base64" : unset_string);
+  return is_signature ? std::optional(std::move(entity)) : std::nullopt;
 }
 
 // Why it failed; empty for success.
+std::string body_part_t::sealed(std::string const& level, std::string_view entity, std::string& output) {
+  std::string const protocol = own_security_protocol();
+  if (protocol == "S/MIME")
+    return sealed_with_smime(level, entity, output);
+  return protocol == "OpenPGP" ? sealed_with_openpgp(level, entity, output) : unknown_failure;
+}
+
 std::string body_part_t::sealed_with_openpgp(std::string const& level, std::string_view entity, std::string& output) {
   body_part_t& message = message_root();
   gpg_people_t const people = { message.get_header("from.address", ""), addresses(message, "to"),

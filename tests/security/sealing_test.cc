@@ -41,6 +41,15 @@ protected:
       text += text.empty() ? piece : piece.substr(piece.find(')') + 1);
     return text;
   }
+  static std::vector<std::string> layered(std::string const& text) {
+    std::string const entity = part("text/plain", text), mixed = multipart("mixed", { pgp_encrypted(entity), part("text/plain", "footer\n") });
+    return { pgp_encrypted(pgp_signed(entity)), envelope(smime(false, true, smime_signed(entity))), pgp_encrypted(smime_signed(entity)), pgp_signed(pgp_encrypted(entity)), smime_signed(envelope(smime(false, true, entity))), pgp_encrypted(pgp_encrypted(entity)), envelope(opaque(entity)), pgp_signed(mixed) };
+  }
+  static body_part_t& text_of(body_part_t& part) {
+    std::vector<body_part_t*> texts;
+    part.filter_body_parts(texts, [](body_part_t& one) { return one.mime_type() == "text/plain"; });
+    return *texts.front();
+  }
   static std::string micalg(body_part_t& part) { return part.get_header("content-type.parameter.split.micalg", "-"); }
 
   temporary_folder_t _programs;
@@ -303,9 +312,27 @@ TEST_F(Sealing, ForgetsTheOutcomeWithTheProtection) {
     root->set_security_level(row.level, "OpenPGP");
     EXPECT_EQ(word_of(*root), row.word) << row.name;
   }
+  draft_t failed("sign", "OpenPGP", "from: nobody@x.org\n");
+  written(failed);
+  EXPECT_EQ(word_of(failed), "generationFailed");
+  failed.set_body("text", "plain", unset_string, nullptr, nullptr, false);
+  EXPECT_EQ(word_of(failed), "-") << "other content";
   auto const unsigned_text = opened(message(pgp_signed(text)));
   unsigned_text->delete_subpart_with_index(1);
   EXPECT_EQ(word_of(*unsigned_text), "-") << "the signature was deleted";
+}
+
+// No header is set besides.
+TEST_F(Sealing, SealsReceivedMailAtAnotherLevel) {
+  std::string const entity = part("text/plain", "The secret.\n");
+  for (std::string const& source : { pgp_encrypted(entity), envelope(opaque(entity)) }) {
+    auto const root = opened(message(source, "From: ann@x.org\nTo: ann@x.org\n"));
+    root->set_security_level("signAndEncrypt", root->get_security_protocol());
+    std::string const message = written(*root);
+    EXPECT_EQ(message.find("secret"), message.npos);
+    EXPECT_EQ(opened(message)->get_header("content-type.parameter.split.smime-type", "enveloped-data"), "enveloped-data");
+    EXPECT_EQ(word_of(*opened(message)), "trustedSignature");
+  }
 }
 
 TEST_F(Sealing, SealsWhatWasEditedInReceivedMail) {
@@ -330,18 +357,83 @@ TEST_F(Sealing, SealsWhatWasEditedInReceivedMail) {
   }
 }
 
-TEST_F(Sealing, SealsLayerByLayer) {
-  std::string const entity = part("text/plain", "The secret.\n");
-  for (std::string const& layers : { pgp_encrypted(pgp_signed(entity)), envelope(smime(false, true, smime_signed(entity))), pgp_encrypted(smime_signed(entity)) }) {
-    for (bool const has_key : { true, false }) {
-      auto const root = opened(message(layers, "From: ann@x.org\nTo: ann@x.org\n"));
-      root->set_text_body(secret, unset_string, unset_string, /*is_signed*/ true);
-      root->set_header("from", has_key ? "ann@x.org" : "nobody@x.org");
-      auto const again = opened(written(*root));
-      EXPECT_EQ(word_of(*root) == "generationFailed", !has_key) << root->get_security_details();
-      EXPECT_EQ(again->text_body(false), has_key ? secret : "The secret.\n");
-      EXPECT_EQ(word_of(*again) == "trustedSignature", has_key) << again->get_security_details();
+// What is open stays where it is, through failures too.
+TEST_F(Sealing, SealsEachEditLayerByLayer) {
+  for (std::string const& layers : layered("The secret.\n")) {
+    auto const root = opened(message(layers, "From: ann@x.org\nTo: ann@x.org\n"));
+    body_part_t& text = text_of(*root);
+    std::string edited = secret;
+    for (bool const has_key : { false, true, true }) {
+      root->set_text_body(edited += "\nmore", unset_string, unset_string, /*is_signed*/ true);
+      if (!has_key)
+        _gpg.emplace("PW_GPG", "/no/such");
+      std::string const message = written(*root);
+      _gpg.reset();
+      EXPECT_EQ(&text_of(*root), &text);
+      EXPECT_EQ(root->text_body(false), edited);
+      bool const is_made = word_of(*root) != "generationFailed";
+      EXPECT_TRUE(is_made || !has_key) << root->get_security_details();
+      EXPECT_FALSE(is_made && word_of(*root) == "trustedSignature") << "that was of another text";
+      if (is_made) {
+        EXPECT_EQ(opened(message)->text_body(false), edited);
+        EXPECT_EQ(test::describe(*opened(message)), test::describe(*root));
+      }
     }
+  }
+}
+
+TEST_F(Sealing, RemovesLayerByLayer) {
+  std::vector<std::string> all = layered("The secret.\n");
+  all.pop_back();  // no layers where a footer stands between
+  for (std::string const& layers : all) {
+    for (auto const& [level, protocol] : { std::pair("none", "Unknown"), { "sign", "S/MIME" }, { "encrypt", "S/MIME" }, { "signAndEncrypt", "OpenPGP" }, { "encrypt", "OpenPGP" } }) {
+      for (bool const is_edited : { false, true }) {
+        auto const root = opened(message(layers, "From: ann@x.org\nTo: ann@x.org\n"));
+        if (is_edited)
+          root->set_text_body(secret, unset_string, unset_string, /*is_signed*/ true);
+        root->set_security_level(level, protocol);
+        EXPECT_EQ(root->get_security_level(), level) << protocol;
+        EXPECT_EQ(root->get_security_protocol(), protocol) << level;
+        std::string const message = written(*root);
+        EXPECT_TRUE(std::string_view(level).find("ncrypt") == std::string_view::npos || message.find("secret") == message.npos) << level << protocol << message;
+        auto const again = opened(message);
+        EXPECT_EQ(again->text_body(false), is_edited ? secret : "The secret.\n") << level << protocol;
+        for (char const* const word : { "generationFailed", "badSignature", "decryptFailed" })
+          EXPECT_NE(word_of(*again), word) << level << protocol;
+      }
+    }
+  }
+  // What cannot be removed keeps what is around it.
+  std::string const broken = pgp_encrypted(multipart(signed_by_pgp, { part("text/plain", "The secret.\n") }));
+  auto const root = opened(message(broken));
+  root->set_security_level("sign", "S/MIME");
+  EXPECT_EQ(written(*root), message(broken));
+}
+
+TEST_F(Sealing, MovesOpenLayersAsTheyAre) {
+  for (std::string const protocol : { "OpenPGP", "S/MIME" }) {
+    draft_t draft("none", "");
+    draft.subpart(0).set_security_level("encrypt", protocol);
+    draft.delete_attachment_with_id(7);
+    EXPECT_EQ(opened(written(draft))->text_body(false), secret) << protocol;
+    auto const root = opened(message(multipart("mixed", { pgp_encrypted(part("text/plain")), part("text/plain", "footer\n") }), "From: ann@x.org\nTo: ann@x.org\n"));
+    root->set_text_body("before\n", unset_string, unset_string, /*is_signed*/ true);
+    root->delete_subpart_with_index(1);
+    EXPECT_EQ(root->text_body(false), "before\n");
+    root->set_text_body(secret, unset_string, unset_string, /*is_signed*/ true);
+    EXPECT_EQ(written(*root).find("the secret"), std::string::npos);
+    EXPECT_EQ(opened(written(*root))->text_body(false), secret);
+  }
+}
+
+// Only a leaf holds ciphertext.
+TEST_F(Sealing, TakesNoContainerForCiphertext) {
+  for (std::string const& data : { multipart("mixed", { part("text/plain", "x\n") }), "Content-Type: message/rfc822\n\n" + message(part("text/plain", "x\n")) }) {
+    auto const root = opened(message(multipart(encrypted_by_pgp, { part("application/pgp-encrypted", "Version: 1\n"), data }), "From: ann@x.org\nTo: ann@x.org\n"));
+    root->set_text_body(secret, unset_string, unset_string, /*is_signed*/ true);
+    root->set_security_level("signAndEncrypt", "OpenPGP");
+    EXPECT_EQ(written(*root).find("the secret"), std::string::npos);
+    EXPECT_EQ(opened(written(*root))->text_body(false), secret);
   }
 }
 
@@ -360,11 +452,13 @@ TEST_F(Sealing, KeepsWhatALayerInsideDoesNotSeal) {
   for (bool const signs_last : { false, true }) {
     draft_t draft(signs_last ? "encrypt" : "sign", "OpenPGP", "from: nobody@x.org\nto: nobody@x.org\n");
     signs_last ? draft.sign("OpenPGP") : draft.encrypt("OpenPGP", false);
+    EXPECT_EQ(written(draft).find("the secret"), std::string::npos);
     EXPECT_EQ(word_of(draft), "generationFailed");
     EXPECT_EQ(draft.text_body(false), secret);
     draft.set_header("from", "ann@x.org");
     draft.set_header("to", "ann@x.org");
     EXPECT_EQ(opened(written(draft))->text_body(false), secret);
+    EXPECT_EQ(draft.get_attachment_id(0), 7);
   }
   body_part_t holder;
   holder.set_body("multipart", "mixed", unset_string, nullptr, nullptr, false);
