@@ -165,23 +165,25 @@ std::shared_ptr<std::vector<char>> body_part_t::body_for_another_part() {
 }
 
 // The other part may be destroyed on the way, so all of it is taken out first: the body, then the headers, which writing
-// the body may have made fit. Open layers move as they are, since bytes would close them. A name that stands several times ends up with its last
-// value; that is wanted.
+// the body may have made fit. Open layers move as they are, since bytes would close them. A name that stands several times
+// ends up with its last value; that is wanted.
 void body_part_t::replace_with_body_part(body_part_t& other) {
   if (preferences::boolean("PwDebugDecodeBug")) {
     std::fputs("replace_with_body_part:\n", stderr);
     other.dump(/*decode*/ true, 0);
   }
+  std::string const charset = other.get_guessed_charset();
   std::optional<body_part_t> open_layers;
-  if (other.holds_open_layer())
+  if (other.holds_open_layer()) {
     open_layers = other;
+    open_layers->detach();
+  }
   auto body = open_layers ? nullptr : other.body_for_another_part();
   headers_t headers = other._headers;
   bool const keeps_outcome = other.is_untouched() && other._subparts.empty();  // such as that of a clear-signed text
   if (!keeps_outcome)
     headers.erase("##security-details");
   bool const has_text_around_blocks = keeps_outcome && other._has_text_around_blocks;
-  std::string const charset = other.get_guessed_charset();
 
   body_part_t& first = subpart(0);
   change_subparts();
