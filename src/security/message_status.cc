@@ -21,6 +21,7 @@
 #include <security/protection_kind.h>
 #include <security/sender_addresses.h>
 #include <security/signature_verdict.h>
+#include <security/status_text.h>
 
 namespace kel {
 
@@ -206,9 +207,7 @@ body_part_t::answer_t body_part_t::answer_t::of_protection(body_part_t& part, bo
 }
 
 std::string body_part_t::answer_t::verdict_on(body_part_t& part, lines_t const& lines) {
-  bool const has_good_signature =
-      std::ranges::any_of(lines, [](std::string const& line) { return line.starts_with("GOODSIG"); });
-  return signature_verdict(lines, has_good_signature ? part.senders() : lines_t(), engine_of(part));
+  return signature_verdict(lines, has_line(lines, "GOODSIG") ? part.senders() : lines_t(), engine_of(part));
 }
 
 signature_engine_t body_part_t::answer_t::engine_of(body_part_t& part) {

@@ -50,10 +50,6 @@ constexpr char const* failure = "DECRYPTION_FAILED";
 constexpr char const* nothing = "NODATA";
 constexpr char const* too_much = "INCOMPLETE (there is too much to be opened in this message)";
 
-bool has_line(lines_t const& lines, std::string_view keyword) {
-  return std::ranges::any_of(lines, [&](std::string const& line) { return line.starts_with(keyword); });
-}
-
 // Whether the signature was made over these bytes, whatever its key is worth.
 bool is_over_these_bytes(lines_t const& lines) {
   return has_line(lines, "VALIDSIG") && !has_line(lines, "BADSIG");

@@ -39,10 +39,6 @@ std::vector<std::string> addresses(body_part_t& part, std::string const& header)
   return found;
 }
 
-bool has_line(std::vector<std::string> const& lines, std::string_view word) {
-  return std::any_of(lines.begin(), lines.end(), [&](std::string const& line) { return line.starts_with(word); });
-}
-
 bool tells_failure(std::string const& line) {
   return line.starts_with("INCOMPLETE") || (line.starts_with("FAILURE ") && !line.starts_with("FAILURE gpg-exit"));
 }

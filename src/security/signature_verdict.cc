@@ -8,6 +8,7 @@
 #include <kel/text.h>
 #include <kelmime/openpgp.h>
 #include <security/gpg.h>
+#include <security/status_text.h>
 #include <security/user_ids.h>
 
 namespace kel {
@@ -15,10 +16,6 @@ namespace kel {
 namespace {
 
 using lines_t = std::vector<std::string>;
-
-bool has(lines_t const& lines, std::string_view keyword) {
-  return std::ranges::any_of(lines, [=](std::string const& line) { return line.starts_with(keyword); });
-}
 
 bool is_verdict(std::string_view line) {
   constexpr std::array<std::string_view, 5> verdicts = { "GOODSIG", "BADSIG", "EXPSIG", "EXPKEYSIG", "REVKEYSIG" };
@@ -135,7 +132,7 @@ std::string verdict_of_block(lines_t evidence, lines_t const& records, lines_t c
   bool is_signer_known = engine == signature_engine_t::smime;
   if (engine == signature_engine_t::openpgp) {
     std::string const fingerprint(fingerprint_in(evidence));
-    if (has(evidence, "GOODSIG") && fingerprint.empty())
+    if (has_line(evidence, "GOODSIG") && fingerprint.empty())
       return "unknown";
     lines_t const ids = usable_user_ids(records, fingerprint);
     is_signer_known = !user_id_addresses(ids).empty();
@@ -147,7 +144,8 @@ std::string verdict_of_block(lines_t evidence, lines_t const& records, lines_t c
 }
 
 bool is_decryption_denied(lines_t const& lines) {
-  bool const is_begun = has(lines, "BEGIN_DECRYPTION") || has(lines, "DECRYPTION_FAILED") || has(lines, "BADMDC");
+  bool const is_begun =
+      has_line(lines, "BEGIN_DECRYPTION") || has_line(lines, "DECRYPTION_FAILED") || has_line(lines, "BADMDC");
   return is_begun && !is_decrypted(lines);
 }
 
@@ -158,8 +156,8 @@ bool is_good(std::string_view keyword) {
 }
 
 bool is_decrypted(lines_t const& lines) {
-  return has(lines, "DECRYPTION_OKAY") && !has(lines, "DECRYPTION_FAILED") && !has(lines, "BADMDC") &&
-         !has(lines, "INCOMPLETE");
+  return has_line(lines, "DECRYPTION_OKAY") && !has_line(lines, "DECRYPTION_FAILED") && !has_line(lines, "BADMDC") &&
+         !has_line(lines, "INCOMPLETE");
 }
 
 bool is_over_text(lines_t const& lines) {
@@ -178,7 +176,7 @@ std::string signature_verdict(lines_t const& lines, lines_t const& senders, sign
   auto const deciding = std::ranges::find_if(blocks, has_verdict);
   std::string const verdict = deciding == blocks.end() ? parse_security_status(of_status, "")
                                                        : verdict_of_block(*deciding, lines, senders, engine);
-  if (is_good(verdict) && has(lines, "INCOMPLETE"))
+  if (is_good(verdict) && has_line(lines, "INCOMPLETE"))
     return "unknown";
   return verdict == "trustedSignature" && blocks.size() > 1 ? "validSignature" : verdict;
 }

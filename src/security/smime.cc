@@ -29,11 +29,6 @@ namespace kel {
 
 namespace {
 
-bool has_line(std::string const& status, std::string_view keyword) {
-  return std::ranges::any_of(lines_with_prefix(status, ""),
-                             [=](std::string const& line) { return line.starts_with(keyword); });
-}
-
 // --- Signed data within an envelope ------------------------------------------------------------------------------
 
 std::string entity_of_signed_data(std::string const& signed_data) {
@@ -271,7 +266,7 @@ bool can_be_read_by_sender(std::string const& envelope, request_t const& request
   reading_t reading(unset_string, store, output, details);
   reading.open_only_with(identities_of(request.address, store));
   reading.read(envelope, unset_string);
-  if (has_line(details, "DECRYPTION_OKAY"))
+  if (has_line(lines_with_prefix(details, ""), "DECRYPTION_OKAY"))
     return true;
   status += details;
   debug_trace_t().line(" Unable to decrypt/verify the encrypted data.");

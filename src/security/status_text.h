@@ -1,13 +1,19 @@
-// Text of strangers in status lines, where a line feed would begin a line of their own.
+// Status lines: looking for one, and the text of strangers in them, where a line feed would begin a line of their own.
 #pragma once
 
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <kelmime/bytes.h>
 
 namespace kel {
+
+// Whether one of the lines begins with a keyword.
+inline bool has_line(std::vector<std::string> const& lines, std::string_view keyword) {
+  return std::ranges::any_of(lines, [=](std::string const& line) { return line.starts_with(keyword); });
+}
 
 inline bool is_control_byte(char c) {
   return byte_value(c) < 32 || byte_value(c) == 127;
