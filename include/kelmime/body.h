@@ -318,7 +318,7 @@ public:
   void generate_rfc822_headers(message_inserter_t out);
 
   // The body with its transfer encoding. A multipart gets its preamble, no epilogue. The part itself is not sealed: a signature
-  // or ciphertext is the one that was made last.
+  // or ciphertext is the one that was made last, by `generate_rfc822`, which writes what is signed as it was signed.
   void generate_rfc822_body(message_inserter_t out);
 
   // What a signature is made over: content-type, content-transfer-encoding and content-disposition, an empty line, the body.
@@ -421,7 +421,8 @@ public:
   std::string get_security_details();
 
   // Whether the content is going to be signed. Setting it re-encodes parts whose lines end in blanks, which transports may
-  // drop, or are longer than 998 bytes, but nothing inside parts that are protected themselves.
+  // drop, or are longer than 998 bytes, or that hold CR or NUL or say "binary", but nothing inside parts that are protected
+  // themselves.
   void mark_to_be_signed(bool marked);
 
   // --- The tree: identity and neighbours --------------------------------------------------------- body.cc
@@ -527,6 +528,7 @@ private:
   body_part_t const& root() const;
 
   std::string transfer_encoding();
+  bool is_read_by_guess();
   void decode_leaf_text(std::string const& subtype, std::string charset, std::vector<char>& decoded);
   bool store_decoded(std::vector<char>&& bytes);
   void report_spent();
@@ -557,6 +559,7 @@ private:
   bool is_body_untouched() const;
   bool is_sealed_multipart();
   void seal_layer(writing_t& writing);
+  void rewrite_guessed_text();
   bool has_new_resent_headers();
   void write(writing_t& writing);
   void write_resent(writing_t& writing);
@@ -609,11 +612,13 @@ private:
   void wrap_content(std::string const& subtype, std::string const& parameters);
   void move_content_to(body_part_t& inner);
   void move_body_to(body_part_t& other);
+  void settle_container();
   body_part_t& adopt_content(body_part_t&& content);
 
   // Played by security/body_security.cc and security/sealing.cc.
   body_part_t take_content();
   bool holds_open_layer();
+  void move_descriptive_headers_to(std::vector<char>& entity);
   std::string own_security_protocol();
   void unwrap(body_part_t& content);
   void forget_outcome();

@@ -170,6 +170,10 @@ private:
 
 }  // namespace
 
+bool claims_ascii(std::string_view charset) {
+  return ascii_encodings_t::is_ascii(charset);
+}
+
 bool is_silent_conversion(std::string_view valid_utf8, std::string_view charset) {
   char const* const last = valid_utf8.data() + valid_utf8.size();
   if (valid_utf8.empty())

@@ -496,6 +496,8 @@ bool body_part_t::has_security_status() const {
 
 // A tree of its own has its own limits.
 void body_part_t::detach() {
+  if (_parent)
+    settle_container();
   if (_budget)
     _budget = std::make_shared<tree_budget_t>(static_cast<std::size_t>(_bytes->end() - _bytes->begin()));
   adopt_subparts();

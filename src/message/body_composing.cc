@@ -138,7 +138,7 @@ void body_part_t::take_attachments(std::list<body_part_t>& attachments) {
   for (auto child = _subparts.begin(); child != _subparts.end();) {
     auto const next = std::next(child);
     bool const is_shown = is_related && !is_attached(*child);
-    if (child->is_multi_part())
+    if (child->is_multi_part() && !is_protection(child->mime_type()))
       child->take_attachments(attachments);
     else if (!is_shown && !is_shown_text(*child))
       attachments.splice(attachments.end(), _subparts, child);

@@ -79,13 +79,11 @@ body_part_t& body_part_t::add_body_part(std::vector<char>& data) {
 
 // --- Parts out ---------------------------------------------------------------------------------------------------
 
-// Moves a child to the deleted ones. What it owes to its place is settled before: the hint at a charset, and how a
-// container is read that states a transfer encoding.
+// Moves a child to the deleted ones. What it owes to its place is settled before.
 void body_part_t::store_deleted(body_part_t& child) {
   int const id = child.get_id();
   child.get_guessed_charset();
-  if (child.has_body() && (child.is_multi_part() || child.is_message()))
-    child.decode_body();
+  child.settle_container();
   _deleted_subparts.insert_or_assign(id, std::move(child)).first->second.detach();
 }
 
@@ -150,12 +148,9 @@ void body_part_t::strip_subpart_with_id(int) {}
 
 // --- Other content -----------------------------------------------------------------------------------------------
 
-// The body as it can stand under the same headers in another part. Whether the transfer encoding of a container is undone
-// depends on the place of the part, so a container that states one is put together without.
+// The body as it can stand under the same headers in another part.
 std::shared_ptr<std::vector<char>> body_part_t::body_for_another_part() {
-  bool const is_container = (is_multi_part() || is_message()) && has_subparts(/*decode*/ has_body());
-  if (is_container && changes_bytes(transfer_encoding()))
-    content_changed();
+  settle_container();
   auto bytes = std::make_shared<std::vector<char>>();
   if (is_untouched())
     bytes->assign(_body_begin, _raw_end);
@@ -174,7 +169,8 @@ void body_part_t::replace_with_body_part(body_part_t& other) {
   }
   std::string const charset = other.get_guessed_charset();
   std::optional<body_part_t> open_layers;
-  if (other.holds_open_layer()) {
+  bool const is_leaf = !other.is_multi_part() && !other.is_message() && !is_envelope(other.mime_type());
+  if (!is_leaf && other.holds_open_layer()) {
     open_layers = other;
     open_layers->detach();
   }

@@ -174,6 +174,8 @@ bool body_part_t::is_body_untouched() const {
 
 // Writes, and once more with new boundaries where the content of a multipart held its delimiter line.
 void body_part_t::generate(message_inserter_t inserter, step_t step) {
+  if (!is_untouched())
+    rewrite_guessed_text();
   writing_t writing{ container_of(inserter), container_of(inserter).size() };
   (this->*step)(writing);
   auto const ambiguous = writing.ambiguous_multiparts();
@@ -184,6 +186,20 @@ void body_part_t::generate(message_inserter_t inserter, step_t step) {
   writing.out.resize(writing.start);
   writing.multiparts.clear();
   (this->*step)(writing);
+}
+
+// Headers are written in UTF-8, so that they hint at no charset any more. Text that was read by such a hint is written in UTF-8,
+// too, except where it is signed.
+void body_part_t::rewrite_guessed_text() {
+  bool const has_hint = !get_guessed_charset().empty();
+  if (is_protection(mime_type()) || (!has_hint && is_untouched()))
+    return;
+  if (has_hint && is_read_by_guess())
+    content_changed();
+  if (has_body() && (is_multi_part() || is_message())) {
+    for (body_part_t& child : subparts())
+      child.rewrite_guessed_text();
+  }
 }
 
 void body_part_t::generate_rfc822(message_inserter_t out) {

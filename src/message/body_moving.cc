@@ -29,11 +29,18 @@ void body_part_t::move_content_to(body_part_t& inner) {
   inner._description = std::exchange(_description, {});
 }
 
-// To a part that has none. In another place a transfer encoding of a container could be undone that was not undone here.
+// Whether the transfer encoding of a container is undone depends on the place of the part, so one that states an encoding is
+// put together without before it moves.
+void body_part_t::settle_container() {
+  bool const is_container = (is_multi_part() || is_message()) && has_subparts(/*decode*/ has_body());
+  if (is_container && changes_bytes(transfer_encoding()))
+    content_changed();
+}
+
+// To a part that has none.
 void body_part_t::move_body_to(body_part_t& other) {
+  settle_container();
   drop_raw_bytes();
-  if (changes_bytes(transfer_encoding()) && (is_multi_part() || is_message()))
-    forget_source_body();
   other._subparts.splice(other._subparts.end(), _subparts);
   other._bytes = _bytes;
   other._budget = _budget;

@@ -7,6 +7,7 @@
 
 #include <kel/text.h>
 #include <base/fatal.h>
+#include <base/utf8.h>
 #include <codec/conversion.h>
 #include <codec/line_ends.h>
 #include <header/parameters.h>
@@ -164,6 +165,22 @@ std::string body_part_t::transfer_encoding() {
   std::string const stated = get_header_lowercased("content-transfer-encoding", "7bit");
   std::string const mechanism = header::transfer_encoding_mechanism(stated);
   return is_known_encoding(mechanism) ? mechanism : stated;
+}
+
+// Whether the words of this text depend on the charset that a header hints at. ASCII, UTF-8 and ISO-2022-JP are known without
+// a hint.
+bool body_part_t::is_read_by_guess() {
+  bool const is_guessing = _source_body.begin && is_text() &&
+                           claims_ascii(get_header_lowercased("content-type.parameter.split.charset", ""));
+  std::string const guess = is_guessing ? get_guessed_charset() : "";
+  if (guess.empty() || get_header_lowercased("content-disposition.type", "") == "attachment")
+    return false;
+  std::string bytes;
+  if (!mime_decode(_source_body.begin, _source_body.end, std::back_inserter(bytes), transfer_encoding(), nullptr,
+                   false))
+    bytes.assign(_source_body.begin, _source_body.end);
+  bool const has_escape = bytes.find('\x1B') != bytes.npos;
+  return !utf8::is_valid(bytes.begin(), bytes.end()) || (has_escape && guess != "iso-2022-jp");
 }
 
 void body_part_t::decode_leaf_text(std::string const& subtype, std::string charset, std::vector<char>& decoded) {

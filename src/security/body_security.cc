@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <kel/preferences.h>
+#include <kelmime/header_generation.h>
 #include <kelmime/reencode.h>
 #include <base/fatal.h>
 #include <codec/line_ends.h>
@@ -63,6 +64,7 @@ std::string announced_digest(std::string const& protocol) {
 
 bool is_safe(std::string_view body, bool for_signature) {
   return max_line_length(body.data(), body.data() + body.size()) <= longest_mail_line &&
+         body.find_first_of(std::string_view("\r\0", 2)) == body.npos &&
          !(for_signature && has_blanks_at_line_ends(body));
 }
 
@@ -220,8 +222,11 @@ body_part_t body_part_t::take_content() {
   if (holds_open_layer()) {
     move_content_to(content);
   } else {
+    settle_container();
+    rewrite_guessed_text();
     std::vector<int> const ids = ids_below(*this);
     std::vector<char> entity;
+    move_descriptive_headers_to(entity);
     generate_rfc822_body_with_headers(std::back_inserter(entity));
     content.init(entity);
     content.store_header("#date-received", unset_string);  // it is no message
@@ -234,6 +239,20 @@ body_part_t body_part_t::take_content() {
   clear_subparts();
   set_header("content-disposition", unset_string);
   return content;
+}
+
+// What is said of the content, such as Content-Description, goes with it. The three that tell how to read it are written anyway.
+void body_part_t::move_descriptive_headers_to(std::vector<char>& entity) {
+  for (auto header = _headers.begin(); header != _headers.end();) {
+    auto const& [name, value] = *header;
+    bool const tells_reading =
+        name == "content-type" || name == "content-transfer-encoding" || name == "content-disposition";
+    bool const is_moved = name.starts_with("content-") && !tells_reading;
+    if (is_moved)
+      generate_rfc822_header(name, value, std::back_inserter(entity));
+    header = is_moved ? _headers.erase(header) : std::next(header);
+  }
+  _description.clear();
 }
 
 void body_part_t::remove_signing() {
@@ -253,7 +272,12 @@ void body_part_t::remove_encryption() {
 }
 
 // The part becomes its content again.
+// Of headers that stand several times, the first one counted where the content was read, and the last one would win now.
 void body_part_t::unwrap(body_part_t& content) {
+  for (char const* const name : { "content-type", "content-transfer-encoding", "content-disposition" }) {
+    if (content._headers.count(name) > 1)
+      content.store_header(name, content._headers.lower_bound(name)->second);
+  }
   std::vector<int> const ids = ids_below(content);
   replace_with_body_part(content);
   give_ids_below(*this, ids);
@@ -287,7 +311,7 @@ void body_part_t::set_to_be_signed(bool marked) {
     child.set_to_be_signed(marked);
 }
 
-// Re-encodes what may not arrive as it is: long lines, and for a signature blanks at line ends. Inside of what is protected
+// Re-encodes what may not arrive as it is: long lines, bytes that are no text, and for a signature blanks at line ends. Inside of what is protected
 // itself nothing may change. Answers whether something did.
 bool body_part_t::make_safe(bool for_signature) {
   if (is_protection(mime_type()))
@@ -300,7 +324,7 @@ bool body_part_t::make_safe(bool for_signature) {
       label_container();
     return is_changed;
   }
-  if (!_raw_begin || is_safe(raw_body(), for_signature))
+  if (!_raw_begin || (is_safe(raw_body(), for_signature) && transfer_encoding() != "binary"))
     return false;
   set_header("content-transfer-encoding", is_text() ? "quoted-printable" : "base64");
   return true;

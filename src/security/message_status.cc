@@ -11,10 +11,8 @@
 #include <utility>
 
 #include <kel/text.h>
-#include <base/utf8.h>
 #include <kelmime/bytes.h>
 #include <kelmime/charset.h>
-#include <kelmime/decoding.h>
 #include <kelmime/openpgp.h>
 #include <security/inline_blocks.h>
 #include <security/long_lines.h>
@@ -254,21 +252,9 @@ bool body_part_t::answer_t::holds_guessed_text(body_part_t& part) {
                              [](body_part_t& child) { return is_guessed(child) || holds_guessed_text(child); });
 }
 
-// Whether a text that states no charset is read in the one that headers around the signed part suggest: nobody signed
-// these. Without them ASCII, UTF-8 and ISO-2022-JP are known.
+// Whether a text is read in a charset that headers around the signed part suggest: nobody signed these.
 bool body_part_t::answer_t::is_guessed(body_part_t& text) {
-  if (!text._holds_utf8_text || !text._raw_begin ||
-      !text.get_header("content-type.parameter.split.charset", "").empty())
-    return false;
-  std::string const guess = text.get_guessed_charset();
-  if (guess.empty() || !guess_charset(text._raw_begin, text._body_begin).empty())
-    return false;
-  std::string bytes;
-  if (!mime_decode(text._body_begin, text._raw_end, std::back_inserter(bytes), text.transfer_encoding(), nullptr,
-                   false))
-    bytes = text.raw_body();
-  bool const has_escape = bytes.find('\033') != bytes.npos;
-  return !utf8::is_valid(bytes.begin(), bytes.end()) || (has_escape && guess != "iso-2022-jp");
+  return text._raw_begin && guess_charset(text._raw_begin, text._body_begin).empty() && text.is_read_by_guess();
 }
 
 bool body_part_t::answer_t::is_signed_alone(body_part_t& part, lines_t const& lines) {

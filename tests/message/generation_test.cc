@@ -145,6 +145,18 @@ TEST(Generation, PutsMultipartsTogether) {
                                "\n--b\nX-Set: y\n\none\n--b--\n\n--a--\n");
 }
 
+// Headers are written in UTF-8 and hint at nothing else any more.
+TEST(Generation, RewritesTextThatWasReadByAHint) {
+  std::string const text = "\n\xF0\xD2\xC9\n", hint = "Subject: =?koi8-r?q?=F0?=\n";
+  for (std::string const& source : { hint + text, hint + "Content-Type: text/plain; charset=us-ascii\n" + text, hint + test::multipart("mixed", { text, test::leaf("text/plain; charset=utf-8", "x") }),
+                                     hint + test::leaf("message/rfc822", "From: a@b\n" + text) }) {
+    auto const message = message_of(source);
+    message->set_header("x-new", "1");
+    EXPECT_EQ(describe(*read_again(*message)), describe(*message_of(source))) << source;
+    EXPECT_NE(written(*message).find("\u041F\u0440\u0438"), std::string::npos) << source;
+  }
+}
+
 TEST(Generation, GivesANewBoundaryWhereTheContentHoldsTheOldOne) {
   struct { char const* name; std::string boundary, text; bool is_kept; } const rows[] = {
     { "other lines", "b", "a--b\n--bc\n -- b\n", true },

@@ -430,6 +430,47 @@ TEST_F(Sealing, MovesOpenLayersAsTheyAre) {
   }
 }
 
+// However it is protected, it is read as before.
+TEST_F(Sealing, KeepsUnusualContent) {
+  std::string const cells = multipart("mixed", { part("text/plain", "price =41\n"), part("text/html", "x\n") }, "Content-Transfer-Encoding: quoted-printable\n");
+  struct { char const* name; std::string headers, entity; } const rows[] = {
+    { "a container in quoted-printable", "", cells }, { "an enclosed message in base64", "", "Content-Type: message/rfc822\nContent-Transfer-Encoding: base64\n\n" + message(part("text/plain", "abcd\n")) },
+    { "bytes", "", part("image/png", std::string("PNG\r\n\x1A\n\0\n", 9)) }, { "binary", "", "Content-Transfer-Encoding: binary\n" + part("image/png", "P\nG\n") },
+    { "a hint at a charset", "Subject: =?koi8-r?q?a?=\n", multipart("mixed", { part("text/plain", "\xF0\xD2\xC9\n"), part("text/html", "x\n") }) },
+    { "several types", "", "Content-Type: text/plain\n" + multipart(encrypted_by_pgp, { part("text/plain", "x\n") }) }, { "a description", "", "Content-Description: it\n" + part("text/html", "x\n") },
+  };
+  for (auto const& row : rows) {
+    for (auto const& [level, protocol] : { std::pair("sign", "OpenPGP"), { "encrypt", "OpenPGP" }, { "encrypt", "S/MIME" } }) {
+      auto const plain = test::message_of("From: ann@x.org\nTo: ann@x.org\n" + row.headers + row.entity), root = test::message_of("From: ann@x.org\nTo: ann@x.org\n" + row.headers + row.entity);
+      root->set_security_level(level, protocol);
+      auto const stored = opened(written(*root));
+      EXPECT_EQ(word_of(*stored), level == std::string("sign") ? "trustedSignature" : "decrypted") << row.name;
+      stored->set_security_level("none", unset_string);
+      for (auto const& part : { stored, test::message_of(written(*stored)) }) {
+        EXPECT_EQ(test::describe(*part), test::describe(*plain)) << row.name << protocol;
+        EXPECT_EQ(part->text_body(false), plain->text_body(false)) << row.name << protocol;
+        EXPECT_EQ(part->get_header("content-description", "-"), plain->get_header("content-description", "-")) << row.name;
+      }
+    }
+  }
+  // What a second type in decrypted content says is no protection.
+  auto const root = opened(message(pgp_encrypted("Content-Type: text/plain\n" + multipart(encrypted_by_pgp, { part("text/plain", "x\n") })), "From: ann@x.org\nTo: ann@x.org\n"));
+  root->set_security_level("encrypt", "S/MIME");
+  root->set_text_body(secret, unset_string, unset_string, true);
+  EXPECT_EQ(written(*root).find("the secret"), std::string::npos);
+  EXPECT_EQ(opened(written(*root))->text_body(false), secret);
+}
+
+TEST_F(Sealing, KeepsLayersBesideNewText) {
+  draft_t draft("none", "");
+  draft.set_text_body("first\n", unset_string, "<p>first", false);
+  draft.subpart(0).subpart(1).set_security_level("encrypt", "OpenPGP");
+  draft.set_text_body("second\n", unset_string, unset_string, false);
+  auto const root = opened(written(draft));
+  EXPECT_EQ(shape(*root), "multipart/mixed[multipart/mixed[text/plain multipart/encrypted[application/pgp-encrypted application/octet-stream[text/html]]] application/pdf]");
+  EXPECT_EQ(draft.get_security_level(), "encrypt");
+}
+
 // Only a leaf holds ciphertext.
 TEST_F(Sealing, TakesNoContainerForCiphertext) {
   for (std::string const& data : { multipart("mixed", { part("text/plain", "x\n") }), "Content-Type: message/rfc822\n\n" + message(part("text/plain", "x\n")) }) {

@@ -170,6 +170,7 @@ TEST_F(Status, OfOtherShapes) {
     { "in a charset that makes other words", message(part("text/plain; charset=utf-7", clear_signed("+AHg-\n"))), "complicated" },
     { "in a charset that the header hints at", message(part("text/plain", clear), "From: =?iso-2022-jp?q?Ann?= <ann@x.org>\n"), "complicated" },
     { "signed, in a charset that the header hints at", message(pgp_signed(part("text/plain", "caf\xE9\n")), "From: =?windows-1251?q?Ann?= <ann@x.org>\n"), "complicated" },
+    { "signed, in ASCII that is none", message(pgp_signed(part("text/plain; charset=us-ascii", "caf\xE9\n")), "From: =?windows-1251?q?Ann?= <ann@x.org>\n"), "complicated" },
     { "signed, in UTF-8, whatever the header hints at", message(smime_signed(part("text/plain", "caf\u00E9\n")), "From: =?windows-1251?q?Ann?= <ann@x.org>\n"), "trustedSignature" },
     { "words run together", message(part("text/plain; format=flowed; delsp=yes", changed(clear, "x\n", "x \n"))), "complicated" },
     { "a long line, signed as text", message(pgp_signed(long_line, "--textmode")), "complicated" },
