@@ -49,9 +49,10 @@ void require_known(std::string const& protocol) {
 // it came.
 bool can_remove_layers(body_part_t& part, std::function<bool(body_part_t&)> const& is_wanted) {
   for (body_part_t* layer = &part; is_protection(layer->mime_type()); layer = protected_content(*layer)) {
-    if (is_wanted(*layer))
+    bool const is_regular = is_regular_protection(*layer);
+    if (is_wanted(*layer) && (is_regular || layer == &part))
       return true;
-    if (!is_regular_protection(*layer))
+    if (!is_regular)
       return false;
   }
   return true;

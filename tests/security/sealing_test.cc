@@ -407,11 +407,13 @@ TEST_F(Sealing, RemovesLayerByLayer) {
       }
     }
   }
-  // What cannot be removed keeps what is around it.
-  std::string const broken = pgp_encrypted(multipart(signed_by_pgp, { part("text/plain", "The secret.\n") }));
-  auto const root = opened(message(broken));
-  root->set_security_level("sign", "S/MIME");
-  EXPECT_EQ(written(*root), message(broken));
+  // What cannot be removed keeps what is around it; what only says that it is encrypted is no wanted layer.
+  for (std::string const& inner : { multipart(signed_by_pgp, { part("text/plain", "The secret.\n") }), part("application/pkcs7-mime", "The secret.\n") }) {
+    std::string const broken = message(pgp_encrypted(inner));
+    auto const root = opened(broken);
+    root->set_security_level("encrypt", "S/MIME");
+    EXPECT_EQ(written(*root), broken);
+  }
 }
 
 TEST_F(Sealing, MovesOpenLayersAsTheyAre) {
