@@ -7,7 +7,6 @@
 
 #include <kel/text.h>
 #include <base/fatal.h>
-#include <base/utf8.h>
 #include <codec/conversion.h>
 #include <codec/line_ends.h>
 #include <header/parameters.h>
@@ -167,20 +166,26 @@ std::string body_part_t::transfer_encoding() {
   return is_known_encoding(mechanism) ? mechanism : stated;
 }
 
-// Whether the words of this text depend on the charset that a header hints at. ASCII, UTF-8 and ISO-2022-JP are known without
-// a hint.
+// Whether other words would be read in this text if no header hinted at its charset, or one at UTF-8.
 bool body_part_t::is_read_by_guess() {
-  bool const is_guessing = _source_body.begin && is_text() &&
-                           claims_ascii(get_header_lowercased("content-type.parameter.split.charset", ""));
+  std::string const stated = get_header_lowercased("content-type.parameter.split.charset", "");
+  bool const is_guessing = _source_body.begin && is_text() && claims_ascii(stated) &&
+                           get_header_lowercased("content-disposition.type", "") != "attachment";
   std::string const guess = is_guessing ? get_guessed_charset() : "";
-  if (guess.empty() || get_header_lowercased("content-disposition.type", "") == "attachment")
+  if (guess.empty())
     return false;
   std::string bytes;
   if (!mime_decode(_source_body.begin, _source_body.end, std::back_inserter(bytes), transfer_encoding(), nullptr,
                    false))
     bytes.assign(_source_body.begin, _source_body.end);
-  bool const has_escape = bytes.find('\x1B') != bytes.npos;
-  return !utf8::is_valid(bytes.begin(), bytes.end()) || (has_escape && guess != "iso-2022-jp");
+  auto const read_with = [&](std::string const& hint) {
+    std::string text, charset = stated;
+    convert_to_utf8(
+        bytes.begin(), bytes.end(), std::back_inserter(text), charset, [&] { return hint; }, nullptr);
+    return text;
+  };
+  std::string const text = read_with(guess);
+  return text != read_with("") || text != read_with("utf-8");
 }
 
 void body_part_t::decode_leaf_text(std::string const& subtype, std::string charset, std::vector<char>& decoded) {
