@@ -137,8 +137,12 @@ void body_part_t::set_security_level(std::string const& level, std::string const
   if (!can_remove_layers(*this, is_wanted))
     return;
   // What is uncovered may be another layer than it seemed, where it has several types.
-  while (is_protection(mime_type()) && is_regular_protection(*this) && !is_wanted(*this))
-    is_encryption(mime_type()) ? remove_encryption() : remove_signing();
+  while (is_protection(mime_type()) && is_regular_protection(*this) && !is_wanted(*this)) {
+    if (is_encryption(mime_type()))
+      remove_encryption();
+    else
+      remove_signing();
+  }
   if (is_protection(mime_type())) {
     if (encrypts && is_wanted(*this))
       keep_encryption(signs);
@@ -272,8 +276,8 @@ void body_part_t::remove_encryption() {
     unwrap(_subparts.back()._subparts.front());
 }
 
-// The part becomes its content again.
-// Of headers that stand several times, the first one counted where the content was read, and the last one would win now.
+// The part becomes its content again. Of headers that stand several times, the first one counted where the content was read;
+// the last one would win now.
 void body_part_t::unwrap(body_part_t& content) {
   for (char const* const name : { "content-type", "content-transfer-encoding", "content-disposition" }) {
     if (content._headers.count(name) > 1)
