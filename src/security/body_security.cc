@@ -91,7 +91,7 @@ std::string body_part_t::get_security_level() {
 }
 
 std::string body_part_t::get_security_protocol() {
-  std::string const own = own_security_protocol();
+  std::string own = own_security_protocol();
   if (own != "Unknown")
     return own;
   if (!is_multi_part())
